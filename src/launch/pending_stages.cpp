@@ -1,0 +1,39 @@
+// Start-up stages whose modules are not in this build yet. Each reports the failure that its
+// absence is, so that no stage logs a success it did not have: the lock window and the main
+// window are never created, and no running instance is ever activated.
+#include <windows.h>
+
+#include "launch/launch_stages.h"
+
+namespace {
+
+class MissingMainWindow : public MainWindow {
+ public:
+  bool CreateAndShow(const std::u16string&, int, int, unsigned, unsigned) override {
+    return Fail();
+  }
+  bool CreateHidden(const std::u16string&, int, int, unsigned, unsigned) override { return Fail(); }
+  platform::NativeHandle GetHandle() const override { return nullptr; }
+  void SetQuitOnClose(bool) override {}
+
+ private:
+  static bool Fail() {
+    ::SetLastError(ERROR_CALL_NOT_IMPLEMENTED);
+    return false;
+  }
+};
+
+}  // namespace
+
+int RunNativeLockScreen(platform::NativeHandle) { return 1; }
+
+std::optional<int> ActivateRunningInstance(InstanceMutex& mutex) {
+  mutex.reset();
+  return std::nullopt;
+}
+
+std::unique_ptr<MainWindow> CreateFlutterWindow(const DartProject&) {
+  return std::make_unique<MissingMainWindow>();
+}
+
+void StartActivationPipeServer() {}
