@@ -1,0 +1,99 @@
+#!/usr/bin/env bash
+# start: an Xvfb display and a freshly initialised Wine prefix with a persistent wineserver.
+# stop: ends both. KT_XVFB_SCREEN sets the screen (default 1920x1080x24), KT_WINE_DPI the DPI.
+set -euo pipefail
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+
+command -v wine >/dev/null || kt_die "wine is not installed (run tools/install_dependencies.sh)"
+command -v Xvfb >/dev/null || kt_die "Xvfb is not installed (run tools/install_dependencies.sh)"
+
+stop_session() {
+  if [[ -d "$WINEPREFIX" ]]; then
+    wineserver -k 2>/dev/null || true
+    timeout 20 wineserver -w 2>/dev/null || true
+  fi
+  if [[ -f "$KT_WINE_ROOT/xvfb.pid" ]]; then
+    kill "$(cat "$KT_WINE_ROOT/xvfb.pid")" 2>/dev/null || true
+    rm -f "$KT_WINE_ROOT/xvfb.pid"
+  fi
+  rm -f "$KT_WINE_ROOT/display"
+}
+
+start_xvfb() {
+  local screen="${KT_XVFB_SCREEN:-1920x1080x24}"
+  local n
+  for n in $(seq 91 140); do
+    [[ -e "/tmp/.X11-unix/X$n" || -e "/tmp/.X$n-lock" ]] && continue
+    Xvfb ":$n" -screen 0 "$screen" -nolisten tcp >"$KT_WINE_ROOT/xvfb.log" 2>&1 &
+    local pid=$!
+    local tries
+    for tries in $(seq 1 50); do
+      if [[ -e "/tmp/.X11-unix/X$n" ]]; then
+        echo "$pid" >"$KT_WINE_ROOT/xvfb.pid"
+        echo ":$n" >"$KT_WINE_ROOT/display"
+        return 0
+      fi
+      kill -0 "$pid" 2>/dev/null || break
+      sleep 0.1
+    done
+    kill "$pid" 2>/dev/null || true
+  done
+  kt_die "could not start Xvfb (see $KT_WINE_ROOT/xvfb.log)"
+}
+
+init_prefix() {
+  rm -rf "$WINEPREFIX"
+  mkdir -p "$WINEPREFIX"
+  timeout 180 wineboot -i >/dev/null 2>&1 || kt_die "wineboot failed for $WINEPREFIX"
+  # Without it a crash under Xvfb opens a debugger dialog and hangs until the time-out.
+  wine reg add 'HKCU\Software\Wine\WineDbg' /v ShowCrashDialog /t REG_DWORD /d 0 /f >/dev/null 2>&1
+  timeout 60 wine winecfg -v win10 >/dev/null 2>&1 || kt_die "winecfg -v win10 failed"
+  local dpi="${KT_WINE_DPI:-96}"
+  cat >"$KT_WINE_ROOT/prefix.reg" <<REG
+Windows Registry Editor Version 5.00
+
+[HKEY_CURRENT_USER\\Software\\Wine\\Fonts\\Replacements]
+"Microsoft YaHei"="WenQuanYi Micro Hei"
+"Microsoft YaHei UI"="WenQuanYi Micro Hei"
+"SimSun"="WenQuanYi Micro Hei"
+
+[HKEY_CURRENT_USER\\Software\\Wine\\X11 Driver]
+"Managed"="N"
+
+[HKEY_CLASSES_ROOT\\.exe]
+@="exefile"
+
+[HKEY_CURRENT_USER\\Control Panel\\Desktop]
+"LogPixels"=dword:$(printf '%08x' "$dpi")
+REG
+  wine regedit /S "$(winepath -w "$KT_WINE_ROOT/prefix.reg")" >/dev/null 2>&1 || kt_die "registry import failed"
+  mkdir -p "$WINEPREFIX/drive_c/windows/Fonts"
+  cp /usr/share/wine/fonts/*.ttf "$WINEPREFIX/drive_c/windows/Fonts/" 2>/dev/null || true
+  wineserver -w
+  wine reg query 'HKCU\Software\Wine\X11 Driver' /v Managed 2>/dev/null | grep -q 'N' ||
+    kt_die "prefix registry settings did not take"
+}
+
+case "${1:-}" in
+  start)
+    mkdir -p "$KT_WINE_ROOT"
+    stop_session
+    start_xvfb
+    kt_use_display
+    init_prefix
+    # Kept alive for the whole session: services die with it, and warm starts are ten times faster.
+    wineserver -w
+    wineserver -p
+    # Wine's own services start with the first program and outlive it, holding whatever output
+    # they inherited: start them here, detached, so that no test's output pipe stays open.
+    timeout 60 wine reg query 'HKCU\Software\Wine' </dev/null >/dev/null 2>&1 || kt_die "first Wine start failed"
+    echo "Wine session ready: DISPLAY=$DISPLAY WINEPREFIX=$WINEPREFIX"
+    ;;
+  stop)
+    stop_session
+    ;;
+  *)
+    echo "usage: $0 start|stop" >&2
+    exit 2
+    ;;
+esac
