@@ -24,7 +24,7 @@ start_xvfb() {
   local n
   for n in $(seq 91 140); do
     [[ -e "/tmp/.X11-unix/X$n" || -e "/tmp/.X$n-lock" ]] && continue
-    Xvfb ":$n" -screen 0 "$screen" -nolisten tcp >"$KT_WINE_ROOT/xvfb.log" 2>&1 &
+    setsid Xvfb ":$n" -screen 0 "$screen" -nolisten tcp </dev/null >"$KT_WINE_ROOT/xvfb.log" 2>&1 &
     local pid=$!
     local tries
     for tries in $(seq 1 50); do
@@ -83,7 +83,8 @@ case "${1:-}" in
     init_prefix
     # Kept alive for the whole session: services die with it, and warm starts are ten times faster.
     wineserver -w
-    wineserver -p
+    # The server goes into the background: it must not hold the caller's output open.
+    wineserver -p </dev/null >/dev/null 2>&1
     # Wine's own services start with the first program and outlive it, holding whatever output
     # they inherited: start them here, detached, so that no test's output pipe stays open.
     timeout 60 wine reg query 'HKCU\Software\Wine' </dev/null >/dev/null 2>&1 || kt_die "first Wine start failed"
