@@ -8,20 +8,14 @@
 #include <cstddef>
 #include <cstdint>
 
-#ifdef FLUTTER_STANDIN_EXPORTS
-#define FLUTTER_EXPORT __declspec(dllexport)
-#else
-#define FLUTTER_EXPORT __declspec(dllimport)
-#endif
+#include "host/flutter_messenger.h"
 
 extern "C" {
 
 typedef struct FlutterDesktopViewControllerState* FlutterDesktopViewControllerRef;
 typedef struct FlutterDesktopView* FlutterDesktopViewRef;
 typedef struct FlutterDesktopEngine* FlutterDesktopEngineRef;
-typedef struct FlutterDesktopMessenger* FlutterDesktopMessengerRef;
 typedef struct FlutterDesktopPluginRegistrar* FlutterDesktopPluginRegistrarRef;
-typedef struct _FlutterPlatformMessageResponseHandle FlutterDesktopMessageResponseHandle;
 
 typedef struct {
   const wchar_t* assets_path;
@@ -31,19 +25,6 @@ typedef struct {
   int dart_entrypoint_argc;
   const char** dart_entrypoint_argv;
 } FlutterDesktopEngineProperties;
-
-typedef struct {
-  size_t struct_size;
-  const char* channel;
-  const uint8_t* message;
-  size_t message_size;
-  const FlutterDesktopMessageResponseHandle* response_handle;
-} FlutterDesktopMessage;
-
-typedef void (*FlutterDesktopBinaryReply)(const uint8_t* data, size_t data_size, void* user_data);
-typedef void (*FlutterDesktopMessageCallback)(FlutterDesktopMessengerRef messenger,
-                                              const FlutterDesktopMessage* message,
-                                              void* user_data);
 
 // Engine and view.
 FLUTTER_EXPORT FlutterDesktopEngineRef
@@ -76,28 +57,6 @@ FLUTTER_EXPORT HWND FlutterDesktopViewGetHWND(FlutterDesktopViewRef view);
 FLUTTER_EXPORT UINT FlutterDesktopGetDpiForHWND(HWND hwnd);
 FLUTTER_EXPORT UINT FlutterDesktopGetDpiForMonitor(HMONITOR monitor);
 FLUTTER_EXPORT void FlutterDesktopResyncOutputStreams();
-
-// Messenger.
-FLUTTER_EXPORT bool FlutterDesktopMessengerSend(FlutterDesktopMessengerRef messenger,
-                                                const char* channel, const uint8_t* message,
-                                                size_t message_size);
-FLUTTER_EXPORT bool FlutterDesktopMessengerSendWithReply(
-    FlutterDesktopMessengerRef messenger, const char* channel, const uint8_t* message,
-    size_t message_size, FlutterDesktopBinaryReply reply, void* user_data);
-FLUTTER_EXPORT void FlutterDesktopMessengerSendResponse(
-    FlutterDesktopMessengerRef messenger, const FlutterDesktopMessageResponseHandle* handle,
-    const uint8_t* data, size_t data_length);
-FLUTTER_EXPORT void FlutterDesktopMessengerSetCallback(FlutterDesktopMessengerRef messenger,
-                                                       const char* channel,
-                                                       FlutterDesktopMessageCallback callback,
-                                                       void* user_data);
-FLUTTER_EXPORT FlutterDesktopMessengerRef
-FlutterDesktopMessengerAddRef(FlutterDesktopMessengerRef messenger);
-FLUTTER_EXPORT void FlutterDesktopMessengerRelease(FlutterDesktopMessengerRef messenger);
-FLUTTER_EXPORT bool FlutterDesktopMessengerIsAvailable(FlutterDesktopMessengerRef messenger);
-FLUTTER_EXPORT FlutterDesktopMessengerRef
-FlutterDesktopMessengerLock(FlutterDesktopMessengerRef messenger);
-FLUTTER_EXPORT void FlutterDesktopMessengerUnlock(FlutterDesktopMessengerRef messenger);
 
 // Plugins.
 FLUTTER_EXPORT FlutterDesktopMessengerRef
