@@ -1,6 +1,6 @@
 // Start-up stages whose modules are not in this build yet. Each reports the failure that its
-// absence is, so that no stage logs a success it did not have: the lock window and the main
-// window are never created, and no running instance is ever activated.
+// absence is, so that no stage logs a success it did not have: the main window is never
+// created, and no running instance is ever activated.
 #include <windows.h>
 
 #include "launch/launch_stages.h"
@@ -24,8 +24,6 @@ class MissingMainWindow : public MainWindow {
 };
 
 }  // namespace
-
-int RunNativeLockScreen(platform::NativeHandle) { return 1; }
 
 std::optional<int> ActivateRunningInstance(InstanceMutex& mutex) {
   mutex.reset();

@@ -1,0 +1,160 @@
+#include "lock/lock_paint_plan.h"
+
+#include <algorithm>
+
+const LockKeyColors& LockKeyColorsFor(LockKeyKind kind) {
+  switch (kind) {
+    case LockKeyKind::kDigit:
+      return kLockDigitKeyColors;
+    case LockKeyKind::kSubmit:
+      return kLockSubmitKeyColors;
+    case LockKeyKind::kBackspace:
+    case LockKeyKind::kClear:
+      break;
+  }
+  return kLockEditKeyColors;
+}
+
+const LockFontSpec& LockFontSpecFor(LockFontRole role) {
+  return kLockFontSpecs[static_cast<std::size_t>(role)];
+}
+
+int LockFontHeight(LockFontRole role, double scale) {
+  return LockRound(scale * LockFontSpecFor(role).size);
+}
+
+LockColor LockTileColor(LockSize client, int tileSide, int x, int y) {
+  const int w = client.width;
+  const int h = client.height;
+  const int cx = w / 2;
+  const int cy = h / 2;
+  const double farX = std::max(cx, w - cx);
+  const double farY = std::max(cy, h - cy);
+  const double d2 = farX * farX + farY * farY;
+  const double dx = x + tileSide / 2 - cx;
+  const double dy = y + tileSide / 2 - cy;
+  const double t = std::min(1.0, (dx * dx + dy * dy) / d2) * 0.86;
+  const auto mix = [t](int centre, int corner) {
+    return static_cast<std::uint8_t>((1 - t) * centre + t * corner);
+  };
+  return {mix(92, 2), mix(174, 15), mix(255, 46)};
+}
+
+namespace {
+
+// Icon offsets are in pixels and stay so at every DPI, as the keys have always been drawn.
+LockIcon PlanKeyIcon(const LockKey& key, LockColor ink) {
+  LockIcon icon{{2, ink}, {}};
+  const LockRect& r = key.rect;
+  const int width = r.Width();
+  const int h = r.Height();
+  const int cx = (r.left + r.right) / 2;
+  const int cy = (r.top + r.bottom) / 2;
+  switch (key.kind) {
+    case LockKeyKind::kDigit:
+      break;
+    case LockKeyKind::kClear: {
+      const int a = width / 6;
+      icon.strokes = {{{cx - a, cy - a}, {cx + a, cy + a}}, {{cx + a, cy - a}, {cx - a, cy + a}}};
+      break;
+    }
+    case LockKeyKind::kBackspace: {
+      const int half = width / 2;
+      const int xl = cx - half / 2;
+      const int xr = cx + half / 2;
+      const int yt = cy - h / 6;
+      const int yb = cy + h / 6;
+      icon.strokes = {
+          {{xl + 8, yt}, {xr, yt}, {xr, yb}, {xl + 8, yb}, {xl, (yt + yb) / 2}, {xl + 8, yt}},
+          {{xl + 15, yt + 5}, {xr - 7, yb - 5}},
+          {{xr - 7, yt + 5}, {xl + 15, yb - 5}},
+      };
+      break;
+    }
+    case LockKeyKind::kSubmit: {
+      const int a = width / 5;
+      const int b = width / 7;
+      icon.strokes = {
+          {{cx - a, cy}, {cx + a, cy}},
+          {{cx + a - b, cy - b}, {cx + a, cy}},
+          {{cx + a - b, cy + b}, {cx + a, cy}},
+      };
+      break;
+    }
+  }
+  return icon;
+}
+
+}  // namespace
+
+LockKeyPaint PlanLockKey(const LockKey& key, double scale) {
+  const LockKeyColors& colors = LockKeyColorsFor(key.kind);
+  const int h = key.rect.Height();
+  const int corner = h / 4;
+  LockKeyPaint paint;
+  paint.shadow = {key.rect.Offset(0, h / 24), corner, kLockKeyShadow, {1, kLockKeyShadow}};
+  paint.face = {key.rect, corner, colors.fill, {1, colors.border}};
+  if (key.kind == LockKeyKind::kDigit) {
+    paint.label = LockText{key.label,
+                           key.rect,
+                           LockFontRole::kKeyLabel,
+                           LockFontHeight(LockFontRole::kKeyLabel, scale),
+                           colors.ink,
+                           kLockTextCenter | kLockTextVCenter | kLockTextSingleLine};
+  }
+  paint.icon = PlanKeyIcon(key, colors.ink);
+  return paint;
+}
+
+LockPaintPlan PlanLockPaint(const LockPaintInput& input) {
+  LockPaintPlan plan;
+  plan.client = input.client;
+  plan.scale = input.scale;
+  const int w = input.client.width;
+  const int h = input.client.height;
+  if (w < 1 || h < 1) return plan;
+  plan.paints = true;
+  const double s = input.scale;
+
+  const int b = LockRound(s * 8);
+  plan.tileSide = b;
+  plan.tiles.reserve(static_cast<std::size_t>((w + b - 1) / b) * ((h + b - 1) / b));
+  for (int y = 0; y < h; y += b) {
+    for (int x = 0; x < w; x += b) {
+      plan.tiles.push_back({{x, y, x + b, y + b}, LockTileColor(input.client, b, x, y)});
+    }
+  }
+
+  plan.linePen = {LockRound(s), kLockLineColor};
+  const int step = LockRound(s * 48);
+  for (int x = -h; x < w; x += step) plan.lines.push_back({{x, h}, {x + h, 0}});
+
+  const int brandLeft = LockRound(s * 56);
+  const int brandTop = LockRound(s * 42);
+  plan.brand = {std::u16string(kLockBrandText),
+                {brandLeft, brandTop, brandLeft + LockRound(s * 520), brandTop + LockRound(s * 72)},
+                LockFontRole::kBrand,
+                LockFontHeight(LockFontRole::kBrand, s),
+                kLockBrandInk,
+                kLockTextLeft | kLockTextVCenter | kLockTextSingleLine};
+
+  const LockRect& box = input.inputRect;
+  plan.input = {box,
+                box.Height() / 4,
+                kLockInputFill,
+                {1, input.hasMessage ? kLockInputBorderWithMessage : kLockInputBorder}};
+  if (input.typedCount > 0) {
+    plan.mask = LockText{std::u16string(input.typedCount, kLockMaskChar),
+                         box,
+                         LockFontRole::kMask,
+                         LockFontHeight(LockFontRole::kMask, s),
+                         kLockInputInk,
+                         kLockTextCenter | kLockTextVCenter | kLockTextSingleLine};
+  }
+
+  if (input.keys) {
+    plan.keys.reserve(input.keys->size());
+    for (const LockKey& key : *input.keys) plan.keys.push_back(PlanLockKey(key, s));
+  }
+  return plan;
+}

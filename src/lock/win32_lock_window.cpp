@@ -1,0 +1,117 @@
+// The lock window: one borderless topmost popup over the whole virtual desktop, painted with
+// GDI from the plan of lock_screen.h, in a process of its own without the engine.
+#include <windows.h>
+#include <windowsx.h>
+
+#include "launch/app_log.h"
+#include "launch/launch_stages.h"
+#include "lock/lock_screen.h"
+#include "lock/password_store.h"
+#include "lock/win32_lock_paint.h"
+#include "lock/win32_lock_window.h"
+
+namespace {
+
+constexpr wchar_t kLockWindowClass[] = L"KelvoTarnelNativeLockWindow";
+constexpr wchar_t kLockWindowTitle[] = L"ZMS Lock";
+
+static_assert((WS_EX_TOPMOST | WS_EX_TOOLWINDOW) == 136);
+static_assert(HTCLIENT == kLockHitClient && VK_RETURN == kLockVirtualKeyEnter &&
+              VK_BACK == kLockVirtualKeyBackspace);
+
+// IDC_ names are narrow or wide resource ids as UNICODE is defined or not; the ids are the same.
+LPCWSTR SystemCursor(LPCWSTR id) { return id; }
+LPCWSTR SystemCursor(LPCSTR id) { return reinterpret_cast<LPCWSTR>(id); }
+
+// The six fonts live from WM_CREATE to WM_DESTROY, on the window's one thread.
+LockFonts& Fonts() {
+  static LockFonts fonts;
+  return fonts;
+}
+
+}  // namespace
+
+LRESULT CALLBACK LockWindowProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
+  switch (message) {
+    case WM_CREATE:
+      Fonts() = CreateLockFonts(ComputeLockScale(hwnd));
+      LayoutLockKeys(hwnd);
+      ::SetTimer(hwnd, kLockTimerId, kLockTimerMilliseconds, nullptr);
+      ::SetFocus(hwnd);
+      return 0;
+    case WM_DESTROY:
+      for (UniqueFont& font : Fonts()) font.reset();
+      GetLockScreenState().keys.clear();
+      ::PostQuitMessage(0);
+      return 0;
+    case WM_SIZE:
+      LayoutLockKeys(hwnd);
+      return 0;
+    case WM_PAINT:
+      PaintLockWindow(hwnd, PlanLockWindowPaint(hwnd), Fonts());
+      return 0;
+    case WM_CLOSE:
+      // Alt+F4 and every outside close request end here: only the password or the file unlock.
+      return 0;
+    case WM_ERASEBKGND:
+      return 1;
+    case WM_SETCURSOR:
+      if (WantsLockHandCursor(hwnd, LOWORD(lParam))) {
+        ::SetCursor(::LoadCursorW(nullptr, SystemCursor(IDC_HAND)));
+        return 1;
+      }
+      return ::DefWindowProcW(hwnd, message, wParam, lParam);
+    case WM_KEYDOWN:
+      HandleLockKeyDown(hwnd, static_cast<unsigned>(wParam));
+      return 0;
+    case WM_CHAR:
+      HandleLockChar(hwnd, static_cast<char16_t>(wParam));
+      return 0;
+    case WM_TIMER:
+      OnLockTimer(hwnd);
+      return 0;
+    case WM_LBUTTONDOWN:
+      PressLockKeyAt(hwnd, GET_X_LPARAM(lParam), GET_Y_LPARAM(lParam));
+      return 0;
+    default:
+      return ::DefWindowProcW(hwnd, message, wParam, lParam);
+  }
+}
+
+int RunNativeLockScreen(platform::NativeHandle instance) {
+  // Read once: a new digest reaches a running lock only by way of the locked flag.
+  GetLockScreenState().lockStoredHash = ReadLockPasswordHash();
+  WriteAppLog(u"Starting native lock screen");
+
+  const HINSTANCE module = static_cast<HINSTANCE>(instance);
+  WNDCLASSW windowClass{};
+  windowClass.style = 0;
+  windowClass.lpfnWndProc = LockWindowProc;
+  windowClass.hInstance = module;
+  windowClass.hCursor = ::LoadCursorW(nullptr, SystemCursor(IDC_ARROW));
+  windowClass.lpszClassName = kLockWindowClass;
+  // A class left registered by an earlier window of this process serves as well.
+  ::RegisterClassW(&windowClass);
+
+  const HWND hwnd = ::CreateWindowExW(
+      WS_EX_TOPMOST | WS_EX_TOOLWINDOW, kLockWindowClass, kLockWindowTitle, WS_POPUP,
+      ::GetSystemMetrics(SM_XVIRTUALSCREEN), ::GetSystemMetrics(SM_YVIRTUALSCREEN),
+      ::GetSystemMetrics(SM_CXVIRTUALSCREEN), ::GetSystemMetrics(SM_CYVIRTUALSCREEN), nullptr,
+      nullptr, module, nullptr);
+  if (!hwnd) {
+    WriteAppLog(u"Failed to create native lock screen window");
+    return 1;
+  }
+  ::ShowWindow(hwnd, SW_SHOW);
+  ::UpdateWindow(hwnd);
+  ::SetForegroundWindow(hwnd);
+  ::SetFocus(hwnd);
+
+  MSG msg;
+  while (::GetMessageW(&msg, nullptr, 0, 0) != 0) {
+    ::TranslateMessage(&msg);
+    ::DispatchMessageW(&msg);
+  }
+  WriteAppLog(u"Native lock screen exited");
+  return 0;
+}

@@ -1,0 +1,292 @@
+#include "lock/lock_paint_plan.h"
+
+#include <cstddef>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr LockSize kFullHd{1920, 1080};
+constexpr LockSize kUhd{3840, 2160};
+
+constexpr LockColor Rgb(unsigned value) {
+  return {static_cast<std::uint8_t>(value >> 16), static_cast<std::uint8_t>(value >> 8),
+          static_cast<std::uint8_t>(value)};
+}
+
+struct Screen {
+  LockSize client;
+  double scale;
+  LockLayout layout;
+};
+
+Screen MakeScreen(LockSize client, unsigned dpi) {
+  const double scale = ComputeLockScaleFrom(dpi, client);
+  return {client, scale, LayoutLockKeysFrom(client, scale)};
+}
+
+LockPaintPlan Plan(const Screen& screen, std::size_t typed = 0, bool message = false) {
+  LockPaintInput input;
+  input.client = screen.client;
+  input.scale = screen.scale;
+  input.keys = &screen.layout.keys;
+  input.inputRect = screen.layout.inputRect;
+  input.typedCount = typed;
+  input.hasMessage = message;
+  return PlanLockPaint(input);
+}
+
+const LockTile& TileAt(const LockPaintPlan& plan, int x, int y) {
+  const int columns = (plan.client.width + plan.tileSide - 1) / plan.tileSide;
+  const std::size_t index =
+      static_cast<std::size_t>(y / plan.tileSide) * columns + x / plan.tileSide;
+  return plan.tiles.at(index);
+}
+
+// ---- Empty client ----
+
+TEST(PlanLockPaint, ClientUnderOneInEitherDirectionPaintsNothing) {
+  LockPaintInput input;
+  input.client = {0, 1080};
+  EXPECT_FALSE(PlanLockPaint(input).paints);
+  input.client = {1920, 0};
+  EXPECT_FALSE(PlanLockPaint(input).paints);
+  input.client = {1, 1};
+  EXPECT_TRUE(PlanLockPaint(input).paints);
+}
+
+// ---- Background ----
+
+TEST(PlanLockPaint, TilesCoverTheClientRowByRowFromTheOrigin) {
+  const LockPaintPlan plan = Plan(MakeScreen(kFullHd, 96));
+  EXPECT_EQ(plan.tileSide, 8);
+  ASSERT_EQ(plan.tiles.size(), 240u * 135u);
+  EXPECT_EQ(plan.tiles[0].rect, (LockRect{0, 0, 8, 8}));
+  EXPECT_EQ(plan.tiles[1].rect, (LockRect{8, 0, 16, 8}));
+  EXPECT_EQ(plan.tiles[240].rect, (LockRect{0, 8, 8, 16}));
+  EXPECT_EQ(plan.tiles.back().rect, (LockRect{1912, 1072, 1920, 1080}));
+}
+
+TEST(PlanLockPaint, TilesPastTheEdgeAreWholeTiles) {
+  const LockPaintPlan plan = Plan(MakeScreen({1001, 9}, 96));
+  ASSERT_EQ(plan.tiles.size(), 126u * 2u);
+  EXPECT_EQ(plan.tiles[125].rect, (LockRect{1000, 0, 1008, 8}));
+}
+
+TEST(PlanLockPaint, BackgroundIsLightBlueAtTheCentreAndDarkAtTheCorners) {
+  const LockPaintPlan plan = Plan(MakeScreen(kFullHd, 96));
+  // Truncation keeps even the nearest tile one unit off the pure centre colour 5C AE FF.
+  EXPECT_EQ(TileAt(plan, 960, 536).color, Rgb(0x5BADFE));
+  EXPECT_EQ(TileAt(plan, 0, 0).color, Rgb(0x0F264D));
+  EXPECT_EQ(TileAt(plan, 1919, 1079).color, Rgb(0x0F264D));
+  EXPECT_EQ(TileAt(plan, 800, 400).color, Rgb(0x59A9F8));
+}
+
+TEST(PlanLockPaint, TileColoursFollowTheTileSideAt4K) {
+  const LockPaintPlan plan = Plan(MakeScreen(kUhd, 96));
+  EXPECT_EQ(plan.tileSide, 16);
+  EXPECT_EQ(plan.tiles.size(), 240u * 135u);
+  EXPECT_EQ(TileAt(plan, 1920, 1072).color, Rgb(0x5BADFE));
+  EXPECT_EQ(TileAt(plan, 0, 0).color, Rgb(0x0F264D));
+  EXPECT_EQ(TileAt(plan, 800, 400).color, Rgb(0x417EC0));
+}
+
+TEST(PlanLockPaint, TileColoursAt144Dpi) {
+  const LockPaintPlan plan = Plan(MakeScreen(kFullHd, 144));
+  EXPECT_EQ(plan.tileSide, 12);
+  EXPECT_EQ(plan.tiles.size(), 160u * 90u);
+  EXPECT_EQ(TileAt(plan, 960, 540).color, Rgb(0x5BADFE));
+  EXPECT_EQ(TileAt(plan, 0, 0).color, Rgb(0x0F274D));
+  EXPECT_EQ(TileAt(plan, 800, 400).color, Rgb(0x59A8F8));  // the tile at (792, 396)
+}
+
+TEST(LockTileColor, DistanceBeyondTheFarthestCornerStaysAtTheCornerColour) {
+  EXPECT_EQ(LockTileColor(kFullHd, 8, -4000, -4000), LockTileColor(kFullHd, 8, 5000, 5000));
+}
+
+TEST(PlanLockPaint, DiagonalLinesAt96Dpi) {
+  const LockPaintPlan plan = Plan(MakeScreen(kFullHd, 96));
+  EXPECT_EQ(plan.linePen, (LockPen{1, Rgb(0x6EB9FF)}));
+  ASSERT_EQ(plan.lines.size(), 63u);
+  EXPECT_EQ(plan.lines.front(), (LockLine{{-1080, 1080}, {0, 0}}));
+  EXPECT_EQ(plan.lines[1], (LockLine{{-1032, 1080}, {48, 0}}));
+  EXPECT_EQ(plan.lines.back(), (LockLine{{1896, 1080}, {2976, 0}}));
+}
+
+TEST(PlanLockPaint, DiagonalLinesAt4KAreTwoPixelsWideEvery96) {
+  const LockPaintPlan plan = Plan(MakeScreen(kUhd, 96));
+  EXPECT_EQ(plan.linePen.width, 2);
+  ASSERT_EQ(plan.lines.size(), 63u);
+  EXPECT_EQ(plan.lines[1], (LockLine{{-2064, 2160}, {96, 0}}));
+}
+
+TEST(PlanLockPaint, DiagonalLinesAt144Dpi) {
+  const LockPaintPlan plan = Plan(MakeScreen(kFullHd, 144));
+  EXPECT_EQ(plan.linePen.width, 2);
+  ASSERT_EQ(plan.lines.size(), 42u);
+  EXPECT_EQ(plan.lines.back(), (LockLine{{1872, 1080}, {2952, 0}}));
+}
+
+// ---- Brand ----
+
+TEST(PlanLockPaint, BrandLineAtEachScale) {
+  const LockPaintPlan fullHd = Plan(MakeScreen(kFullHd, 96));
+  EXPECT_EQ(fullHd.brand.text, u"KELVO ZMS");
+  EXPECT_EQ(fullHd.brand.rect, (LockRect{56, 42, 576, 114}));
+  EXPECT_EQ(fullHd.brand.font, LockFontRole::kBrand);
+  EXPECT_EQ(fullHd.brand.fontHeight, 42);
+  EXPECT_EQ(fullHd.brand.ink, Rgb(0xF0F7FF));
+  EXPECT_EQ(fullHd.brand.format, kLockTextLeft | kLockTextVCenter | kLockTextSingleLine);
+  EXPECT_EQ(Plan(MakeScreen(kUhd, 96)).brand.rect, (LockRect{112, 84, 1152, 228}));
+  EXPECT_EQ(Plan(MakeScreen(kUhd, 96)).brand.fontHeight, 84);
+  EXPECT_EQ(Plan(MakeScreen(kFullHd, 144)).brand.rect, (LockRect{84, 63, 864, 171}));
+  EXPECT_EQ(Plan(MakeScreen(kFullHd, 144)).brand.fontHeight, 63);
+}
+
+TEST(LockFonts, SixFontsWithTheirSizesAndWeights) {
+  const int sizes[] = {42, 32, 16, 24, 26, 18};
+  const int weights[] = {700, 700, 400, 600, 600, 700};
+  for (std::size_t i = 0; i < kLockFontCount; ++i) {
+    EXPECT_EQ(static_cast<std::size_t>(kLockFontSpecs[i].role), i);
+    EXPECT_EQ(kLockFontSpecs[i].size, sizes[i]);
+    EXPECT_EQ(kLockFontSpecs[i].weight, weights[i]);
+  }
+  EXPECT_EQ(kLockFontFace, u"Microsoft YaHei");
+  EXPECT_EQ(LockFontHeight(LockFontRole::kSmall, 1.5), 24);
+  EXPECT_EQ(LockFontHeight(LockFontRole::kEmphasis, 1.25), 23);  // 22.5 rounds up
+}
+
+// ---- Input box and mask ----
+
+TEST(PlanLockPaint, InputBoxWithoutMessageHasTheBlueBorder) {
+  const Screen screen = MakeScreen(kFullHd, 96);
+  const LockPaintPlan plan = Plan(screen);
+  EXPECT_EQ(plan.input.rect, screen.layout.inputRect);
+  EXPECT_EQ(plan.input.corner, 11);  // a quarter of 46
+  EXPECT_EQ(plan.input.fill, Rgb(0xF6FBFF));
+  EXPECT_EQ(plan.input.pen, (LockPen{1, Rgb(0x89B9FF)}));
+}
+
+TEST(PlanLockPaint, MessageTurnsTheInputBorderRedAndIsNotDrawn) {
+  const LockPaintPlan plan = Plan(MakeScreen(kFullHd, 96), 0, true);
+  EXPECT_EQ(plan.input.pen, (LockPen{1, Rgb(0xFF6969)}));
+  EXPECT_FALSE(plan.mask.has_value());
+}
+
+TEST(PlanLockPaint, NoDigitsNoMaskText) {
+  EXPECT_FALSE(Plan(MakeScreen(kFullHd, 96)).mask.has_value());
+}
+
+TEST(PlanLockPaint, OneStarForEachDigitCentredInTheInputBox) {
+  const Screen screen = MakeScreen(kUhd, 96);
+  const LockPaintPlan plan = Plan(screen, 5);
+  ASSERT_TRUE(plan.mask.has_value());
+  EXPECT_EQ(plan.mask->text, u"*****");
+  EXPECT_EQ(plan.mask->rect, screen.layout.inputRect);
+  EXPECT_EQ(plan.mask->font, LockFontRole::kMask);
+  EXPECT_EQ(plan.mask->fontHeight, 48);
+  EXPECT_EQ(plan.mask->ink, Rgb(0x2176F6));
+  EXPECT_EQ(plan.mask->format, kLockTextCenter | kLockTextVCenter | kLockTextSingleLine);
+  EXPECT_EQ(plan.input.corner, 23);  // a quarter of 92
+}
+
+// ---- Keys ----
+
+TEST(PlanLockPaint, KeysInListOrder) {
+  const Screen screen = MakeScreen(kFullHd, 96);
+  const LockPaintPlan plan = Plan(screen);
+  ASSERT_EQ(plan.keys.size(), 13u);
+  for (std::size_t i = 0; i < 13; ++i)
+    EXPECT_EQ(plan.keys[i].face.rect, screen.layout.keys[i].rect);
+}
+
+TEST(PlanLockPaint, DigitKeyHasShadowFaceAndLabel) {
+  const LockPaintPlan plan = Plan(MakeScreen(kFullHd, 96));
+  const LockKeyPaint& one = plan.keys[0];
+  EXPECT_EQ(one.shadow.rect, (LockRect{850, 446, 914, 510}));  // down by 64 / 24
+  EXPECT_EQ(one.shadow.corner, 16);
+  EXPECT_EQ(one.shadow.fill, Rgb(0x0C54BE));
+  EXPECT_EQ(one.shadow.pen, (LockPen{1, Rgb(0x0C54BE)}));
+  EXPECT_EQ(one.face.rect, (LockRect{850, 444, 914, 508}));
+  EXPECT_EQ(one.face.corner, 16);
+  EXPECT_EQ(one.face.fill, Rgb(0xF8FCFF));
+  EXPECT_EQ(one.face.pen, (LockPen{1, Rgb(0xC2E0FF)}));
+  ASSERT_TRUE(one.label.has_value());
+  EXPECT_EQ(one.label->text, u"1");
+  EXPECT_EQ(one.label->rect, one.face.rect);
+  EXPECT_EQ(one.label->font, LockFontRole::kKeyLabel);
+  EXPECT_EQ(one.label->fontHeight, 26);
+  EXPECT_EQ(one.label->ink, Rgb(0x142033));
+  EXPECT_EQ(one.label->format, kLockTextCenter | kLockTextVCenter | kLockTextSingleLine);
+  EXPECT_TRUE(one.icon.strokes.empty());
+  EXPECT_EQ(plan.keys[10].label->text, u"0");
+}
+
+TEST(PlanLockPaint, OnlyDigitKeysPaintTheirLabels) {
+  const LockPaintPlan plan = Plan(MakeScreen(kFullHd, 96));
+  EXPECT_FALSE(plan.keys[9].label.has_value());
+  EXPECT_FALSE(plan.keys[11].label.has_value());
+  EXPECT_FALSE(plan.keys[12].label.has_value());
+}
+
+TEST(PlanLockPaint, ClearKeyIsACrossWithArmsOfASixthOfTheWidth) {
+  const LockPaintPlan plan = Plan(MakeScreen(kFullHd, 96));
+  const LockKeyPaint& clear = plan.keys[9];
+  EXPECT_EQ(clear.face.fill, Rgb(0xE8F4FF));
+  EXPECT_EQ(clear.face.pen, (LockPen{1, Rgb(0xC2E0FF)}));
+  EXPECT_EQ(clear.icon.pen, (LockPen{2, Rgb(0x2176F6)}));
+  const std::vector<std::vector<LockPoint>> expected = {{{872, 700}, {892, 720}},
+                                                        {{892, 700}, {872, 720}}};
+  EXPECT_EQ(clear.icon.strokes, expected);
+}
+
+TEST(PlanLockPaint, BackspaceKeyIsAnOutlineWithACrossInUnscaledPixels) {
+  const LockPaintPlan plan = Plan(MakeScreen(kFullHd, 96));
+  const LockKeyPaint& back = plan.keys[11];
+  EXPECT_EQ(back.face.fill, Rgb(0xE8F4FF));
+  EXPECT_EQ(back.icon.pen, (LockPen{2, Rgb(0x2176F6)}));
+  const std::vector<std::vector<LockPoint>> expected = {
+      {{1030, 700}, {1054, 700}, {1054, 720}, {1030, 720}, {1022, 710}, {1030, 700}},
+      {{1037, 705}, {1047, 715}},
+      {{1047, 705}, {1037, 715}}};
+  EXPECT_EQ(back.icon.strokes, expected);
+}
+
+TEST(PlanLockPaint, BackspaceOffsetsStayInPixelsAt4K) {
+  // Key 11 at 4K: (2012, 1356) side 128, centre (2076, 1420).
+  const LockPaintPlan plan = Plan(MakeScreen(kUhd, 96));
+  const LockKeyPaint& back = plan.keys[11];
+  const int xl = 2076 - 32;
+  const int xr = 2076 + 32;
+  const int yt = 1420 - 21;
+  const int yb = 1420 + 21;
+  EXPECT_EQ(back.icon.strokes[0][0], (LockPoint{xl + 8, yt}));
+  EXPECT_EQ(back.icon.strokes[1][0], (LockPoint{xl + 15, yt + 5}));
+  EXPECT_EQ(back.icon.strokes[2][1], (LockPoint{xl + 15, yb - 5}));
+  EXPECT_EQ(back.icon.strokes[2][0], (LockPoint{xr - 7, yt + 5}));
+  EXPECT_EQ(back.icon.pen.width, 2);
+}
+
+TEST(PlanLockPaint, SubmitKeyIsAnArrowOnTheDarkBlueKey) {
+  const LockPaintPlan plan = Plan(MakeScreen(kFullHd, 96));
+  const LockKeyPaint& submit = plan.keys[12];
+  EXPECT_EQ(submit.shadow.rect, (LockRect{1024, 375, 1070, 421}));  // down by 46 / 24
+  EXPECT_EQ(submit.face.corner, 11);
+  EXPECT_EQ(submit.face.fill, Rgb(0x0953D6));
+  EXPECT_EQ(submit.face.pen, (LockPen{1, Rgb(0x66ABFF)}));
+  EXPECT_EQ(submit.icon.pen, (LockPen{2, Rgb(0xFFFFFF)}));
+  const std::vector<std::vector<LockPoint>> expected = {
+      {{1038, 397}, {1056, 397}}, {{1050, 391}, {1056, 397}}, {{1050, 403}, {1056, 397}}};
+  EXPECT_EQ(submit.icon.strokes, expected);
+}
+
+TEST(PlanLockPaint, KeysAt144DpiKeepWholePixelShadowsAndCorners) {
+  const LockPaintPlan plan = Plan(MakeScreen(kFullHd, 144));
+  EXPECT_EQ(plan.keys[0].shadow.rect, (LockRect{816, 427, 900, 511}));  // 84 / 24 = 3
+  EXPECT_EQ(plan.keys[0].face.corner, 21);
+  EXPECT_EQ(plan.keys[0].label->fontHeight, 39);
+  EXPECT_EQ(plan.keys[12].face.corner, 17);  // 69 / 4
+  EXPECT_EQ(plan.input.corner, 17);
+}
+
+}  // namespace

@@ -1,0 +1,65 @@
+#!/usr/bin/env bash
+# The lock screen in a Wine session of its own: KT_XVFB_SCREEN (e.g. 3840x2160x24) and
+# KT_WINE_DPI (e.g. 144) under KT_WINE_ROOT, started and stopped here. Checks the window, the
+# drawing against the paint plan at that size and DPI, typed and clicked input and the unlock,
+# then prints the painting figures of lock_paint_bench for that screen.
+set -euo pipefail
+source "$(dirname "${BASH_SOURCE[0]}")/../../tools/wine/common.sh"
+: "${KT_XVFB_SCREEN:?set KT_XVFB_SCREEN, e.g. 3840x2160x24}"
+: "${KT_WINE_DPI:?set KT_WINE_DPI, e.g. 144}"
+export KT_XVFB_SCREEN KT_WINE_DPI
+[[ "$KT_WINE_ROOT" == "$KT_REPO_ROOT/build/"* ]] || kt_die "KT_WINE_ROOT must lie under the build tree"
+mkdir -p "$KT_WINE_ROOT"
+session_log="$KT_WINE_ROOT/session.log"
+stop_session() { bash "$KT_REPO_ROOT/tools/wine/session.sh" stop >>"$session_log" 2>&1 || true; }
+trap stop_session EXIT
+bash "$KT_REPO_ROOT/tools/wine/session.sh" start >"$session_log" 2>&1 ||
+  kt_die "session start failed: $(cat "$session_log")"
+
+source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
+source "$(dirname "${BASH_SOURCE[0]}")/lock_lib.sh"
+# lock_lib's trap ends a leftover lock; the session goes after it.
+trap 'lock_cleanup; stop_session' EXIT
+
+KT_LOCK_DPI="$KT_WINE_DPI"
+PASSWORD=97531
+DIGEST="$(lock_digest "$PASSWORD")"
+lock_write_file "$DIGEST"
+
+kt_check "lock window appears" lock_start
+info="$(lock_probe_window find)"
+read -r KT_LOCK_WIDTH KT_LOCK_HEIGHT <<<"$(echo "$info" | lock_value virtual | awk '{ print $3 - $1, $4 - $2 }')"
+label="${KT_LOCK_WIDTH}x${KT_LOCK_HEIGHT}-${KT_LOCK_DPI}dpi"
+echo "# screen $label, scale $("$KT_LOCK_PROBE" layout "$KT_LOCK_WIDTH" "$KT_LOCK_HEIGHT" "$KT_LOCK_DPI" | lock_value scale)"
+kt_check_eq "virtual screen is the Xvfb screen" "${KT_XVFB_SCREEN%x*}" "${KT_LOCK_WIDTH}x${KT_LOCK_HEIGHT}"
+kt_check_eq "window covers the whole virtual screen" "$(echo "$info" | lock_value virtual)" \
+  "$(echo "$info" | lock_value rect)"
+kt_check_eq "topmost" 1 "$(echo "$info" | lock_value topmost)"
+
+shot="$KT_LOCK_SHOTS/lock-$label.png"
+lock_shot "$shot"
+lock_check_plan "default layout at $label" "$shot"
+
+lock_type 975
+lock_click_key 2   # "3"
+lock_click_key 0   # "1"
+shot="$KT_LOCK_SHOTS/lock-$label-typed.png"
+lock_shot "$shot"
+lock_check_plan "five digits at $label" "$shot" --typed 5
+kt_check_eq "five digits show five stars at $label" 5 "$(lock_count_mask "$shot")"
+
+lock_click_key 12
+kt_check "the submit key with the right password ends the process" lock_wait_exit 30
+kt_check_eq "exit code after unlock at $label" 0 "$KT_LOCK_EXIT"
+kt_check_eq "file rewritten as unlocked at $label" \
+  "{\"locked\":false,\"passwordHash\":\"$DIGEST\"}" "$(cat "$KT_LOCK_FILE")"
+
+# Figures only: nothing below is checked but that the program ran.
+bench="$KT_LOCK_WORK/bench.out"
+kt_check "lock_paint_bench runs" "$KT_REPO_ROOT/tools/wine/run.sh" -t 300 \
+  "$KT_WINDOWS_TESTS/lock_paint_bench.exe" "$KT_LOCK_WIDTH" "$KT_LOCK_HEIGHT" "$KT_LOCK_DPI" 10 \
+  </dev/null >"$bench" 2>&1
+sed 's/\r$//; s/^/# figure: /' "$bench"
+
+rm -f "$KT_LOCK_FILE"
+kt_finish

@@ -1,0 +1,146 @@
+// lock_paint_bench [WIDTH HEIGHT [DPI [COUNT]]]
+//
+// Figures for the lock's painting under the display it runs on, each next to the cost of one
+// full-screen BitBlt measured in the same run:
+//   draw      the paint plan computed and drawn into a memory DC by DrawLockPaintPlan
+//   wm_paint  a real lock window (LockWindowProc) invalidated and updated: memory DC, plan,
+//             draw and the final BitBlt, as every key press costs
+//   bitblt    one BitBlt of the whole memory bitmap onto a window of the same size
+// Nothing is checked: the numbers are printed for a person to read.
+#include <windows.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "lock/lock_paint_plan.h"
+#include "lock/lock_screen.h"
+#include "lock/win32_gdi_handles.h"
+#include "lock/win32_lock_paint.h"
+#include "lock/win32_lock_window.h"
+
+namespace {
+
+double NowMs() {
+  static const double frequency = [] {
+    LARGE_INTEGER f;
+    ::QueryPerformanceFrequency(&f);
+    return static_cast<double>(f.QuadPart);
+  }();
+  LARGE_INTEGER counter;
+  ::QueryPerformanceCounter(&counter);
+  return counter.QuadPart * 1000.0 / frequency;
+}
+
+LRESULT CALLBACK TargetProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+  if (message == WM_ERASEBKGND) return 1;
+  if (message == WM_PAINT) {
+    PAINTSTRUCT paint;
+    ::BeginPaint(window, &paint);
+    ::EndPaint(window, &paint);
+    return 0;
+  }
+  return ::DefWindowProcW(window, message, wParam, lParam);
+}
+
+HWND MakeWindow(const wchar_t* className, WNDPROC proc, int width, int height) {
+  WNDCLASSW windowClass{};
+  windowClass.lpfnWndProc = proc;
+  windowClass.hInstance = ::GetModuleHandleW(nullptr);
+  windowClass.lpszClassName = className;
+  ::RegisterClassW(&windowClass);
+  const HWND window =
+      ::CreateWindowExW(WS_EX_TOOLWINDOW, className, className, WS_POPUP, 0, 0, width, height,
+                        nullptr, nullptr, windowClass.hInstance, nullptr);
+  if (window) {
+    ::ShowWindow(window, SW_SHOWNOACTIVATE);
+    ::UpdateWindow(window);
+  }
+  return window;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const int width = argc > 2 ? std::atoi(argv[1]) : ::GetSystemMetrics(SM_CXSCREEN);
+  const int height = argc > 2 ? std::atoi(argv[2]) : ::GetSystemMetrics(SM_CYSCREEN);
+  const unsigned dpi = argc > 3 ? static_cast<unsigned>(std::atoi(argv[3])) : 96;
+  const int count = argc > 4 ? std::atoi(argv[4]) : 20;
+  if (width < 1 || height < 1 || count < 1) {
+    std::fprintf(stderr, "usage: lock_paint_bench [WIDTH HEIGHT [DPI [COUNT]]]\n");
+    return 2;
+  }
+
+  const double scale = ComputeLockScaleFrom(dpi, {width, height});
+  const LockLayout layout = LayoutLockKeysFrom({width, height}, scale);
+  LockPaintInput input;
+  input.client = {width, height};
+  input.scale = scale;
+  input.keys = &layout.keys;
+  input.inputRect = layout.inputRect;
+  input.typedCount = 4;
+  const LockFonts fonts = CreateLockFonts(scale);
+
+  const HWND target = MakeWindow(L"KelvoTarnelLockBenchTarget", TargetProc, width, height);
+  if (!target) {
+    std::fprintf(stderr, "no window: is there a display?\n");
+    return 1;
+  }
+  const WindowDc targetDc(target);
+  UniqueMemoryDc memory(::CreateCompatibleDC(targetDc.get()));
+  UniqueBitmap bitmap(::CreateCompatibleBitmap(targetDc.get(), width, height));
+  if (!memory || !bitmap) {
+    std::fprintf(stderr, "no memory DC or bitmap of %dx%d\n", width, height);
+    return 1;
+  }
+  SelectedObject selected(memory.get(), bitmap.get());
+
+  // One of each first, so that fonts, glyph caches and the X connection are warm.
+  DrawLockPaintPlan(memory.get(), PlanLockPaint(input), fonts);
+  ::BitBlt(targetDc.get(), 0, 0, width, height, memory.get(), 0, 0, SRCCOPY);
+  ::GdiFlush();
+
+  double start = NowMs();
+  std::size_t tiles = 0;
+  for (int i = 0; i < count; ++i) {
+    const LockPaintPlan plan = PlanLockPaint(input);
+    tiles = plan.tiles.size();
+    DrawLockPaintPlan(memory.get(), plan, fonts);
+    ::GdiFlush();
+  }
+  const double drawMs = (NowMs() - start) / count;
+
+  start = NowMs();
+  for (int i = 0; i < count; ++i) {
+    ::BitBlt(targetDc.get(), 0, 0, width, height, memory.get(), 0, 0, SRCCOPY);
+    ::GdiFlush();
+  }
+  const double bitBltMs = (NowMs() - start) / count;
+
+  // The real window: its scale comes from the monitor it is on, like the lock's own.
+  double paintMs = -1;
+  const HWND lock = MakeWindow(L"KelvoTarnelLockBenchWindow", LockWindowProc, width, height);
+  if (lock) {
+    GetLockScreenState().lockTypedText = u"2468";
+    ::InvalidateRect(lock, nullptr, FALSE);
+    ::UpdateWindow(lock);
+    start = NowMs();
+    for (int i = 0; i < count; ++i) {
+      ::InvalidateRect(lock, nullptr, FALSE);
+      ::UpdateWindow(lock);
+      ::GdiFlush();
+    }
+    paintMs = (NowMs() - start) / count;
+    ::DestroyWindow(lock);
+  }
+  ::DestroyWindow(target);
+
+  std::printf("size %dx%d dpi %u scale %.2f tiles %zu, %d rounds\n", width, height, dpi, scale,
+              tiles, count);
+  std::printf("draw     %8.2f ms  (plan + DrawLockPaintPlan into a memory DC)\n", drawMs);
+  std::printf("wm_paint %8.2f ms  (lock window: InvalidateRect + UpdateWindow)\n", paintMs);
+  std::printf("bitblt   %8.2f ms  (one full-screen BitBlt memory DC -> window)\n", bitBltMs);
+  std::printf("ratio draw/bitblt %.1f, wm_paint/bitblt %.1f\n", drawMs / bitBltMs,
+              paintMs / bitBltMs);
+  return 0;
+}
