@@ -1,6 +1,6 @@
 // Start-up stages whose modules are not in this build yet. Each reports the failure that its
 // absence is, so that no stage logs a success it did not have: the main window is never
-// created, and no running instance is ever activated.
+// created.
 #include <windows.h>
 
 #include "launch/launch_stages.h"
@@ -25,13 +25,6 @@ class MissingMainWindow : public MainWindow {
 
 }  // namespace
 
-std::optional<int> ActivateRunningInstance(InstanceMutex& mutex) {
-  mutex.reset();
-  return std::nullopt;
-}
-
 std::unique_ptr<MainWindow> CreateFlutterWindow(const DartProject&) {
   return std::make_unique<MissingMainWindow>();
 }
-
-void StartActivationPipeServer() {}
