@@ -1,0 +1,9 @@
+# The host window over Wine's window manager. Its DPI comes from the engine's embedder, so the
+# engine stand-in lies beside the program.
+kt_windows_test(host_window_test SOURCES host_window_test.cpp LIBS kt_host_window)
+target_link_libraries(host_window_test PRIVATE flutter_windows_import)
+add_dependencies(host_window_test flutter_windows_standin)
+add_custom_command(TARGET host_window_test POST_BUILD
+  COMMAND ${CMAKE_COMMAND} -E copy_if_different $<TARGET_FILE:flutter_windows_standin>
+          $<TARGET_FILE_DIR:host_window_test>
+  VERBATIM)
