@@ -1,0 +1,17 @@
+# The whole application under Wine with the engine stand-in, driven like the Dart side.
+if(KT_WINE_TESTS AND TARGET kt_wine_process AND TARGET kt_channels)
+  add_library(kt_method_calls STATIC ${CMAKE_CURRENT_SOURCE_DIR}/driver/method_calls.cpp)
+  target_link_libraries(kt_method_calls PUBLIC kt_engine_driver kt_channels)
+
+  add_executable(app_e2e_test ${CMAKE_CURRENT_SOURCE_DIR}/e2e/app_e2e_test.cpp)
+  target_link_libraries(app_e2e_test PRIVATE kt_method_calls kt_wine_process GTest::gtest_main)
+  add_test(NAME app_e2e_test COMMAND app_e2e_test)
+  set_tests_properties(app_e2e_test PROPERTIES FIXTURES_REQUIRED wine LABELS wine RESOURCE_LOCK wine_app
+    TIMEOUT 600 ENVIRONMENT "${KT_WINE_TEST_ENV}")
+endif()
+
+if(TARGET kt_method_calls)
+  # The main job's stand-in for Dart.
+  add_executable(demo_driver ${PROJECT_SOURCE_DIR}/tools/demo/demo_driver.cpp)
+  target_link_libraries(demo_driver PRIVATE kt_method_calls)
+endif()

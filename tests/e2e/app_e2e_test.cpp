@@ -1,0 +1,323 @@
+// The real executable under Wine, with the engine stand-in as its flutter_windows.dll, driven
+// over TCP exactly as the Dart side would drive it.
+#include <gtest/gtest.h>
+
+#include <stdlib.h>
+
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "engine_driver.h"
+#include "method_calls.h"
+#include "wine_process.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using driver::Bytes;
+using driver::EngineDriver;
+using driver::MethodReply;
+
+constexpr driver::Timeout kStartTimeout = 90s;
+constexpr driver::Timeout kTimeout = 20s;
+constexpr char kSystemCommands[] = "com.kelvo.tarnel/system_commands";
+
+constexpr uint32_t kWmFontChange = 29;
+constexpr uint32_t kWmSysCommand = 274;
+constexpr uint64_t kScClose = 61536;
+constexpr uint32_t kMsgTrayIcon = 1025;
+constexpr uint32_t kMsgShowWindow = 1034;
+constexpr uint64_t kWmRButtonUp = 517;
+
+const char* const kPluginRegistrars[] = {"ConnectivityPlusWindowsPlugin",
+                                         "DesktopMultiWindowPlugin",
+                                         "FileSaverPlugin",
+                                         "FlutterWebRTCPlugin",
+                                         "LiveKitPlugin",
+                                         "MediaKitLibsWindowsVideoPluginCApi",
+                                         "MediaKitVideoPluginCApi",
+                                         "ScreenRetrieverPlugin",
+                                         "UrlLauncherWindows",
+                                         "VolumeControllerPluginCApi",
+                                         "WindowManagerPlugin"};
+
+std::string AppExe() { return driver::WindowsBin() + "/KelvoTarnel.exe"; }
+std::string AppLog() {
+  return driver::WineRoot() + "/prefix/drive_c/ProgramData/KelvoTarnel/logs/app.log";
+}
+
+// A command in the session's display, with its exit status.
+int RunInSession(const std::string& command) {
+  const std::string display = driver::ReadFile(driver::WineRoot() + "/display");
+  const std::string full = "export DISPLAY=" + display.substr(0, display.find('\n')) +
+                           " WINEPREFIX=" + driver::WineRoot() + "/prefix WINEDEBUG=-all; " +
+                           command + " >/dev/null 2>&1";
+  return ::system(full.c_str());
+}
+
+// Wine maps a shown Win32 window to a mapped X window with the same title.
+bool MainWindowVisible() {
+  return RunInSession("xdotool search --onlyvisible --name '^ZMS$'") == 0;
+}
+
+bool WaitForVisibility(bool visible, driver::Timeout timeout) {
+  const auto deadline = std::chrono::steady_clock::now() + timeout;
+  while (std::chrono::steady_clock::now() < deadline) {
+    if (MainWindowVisible() == visible) return true;
+    std::this_thread::sleep_for(100ms);
+  }
+  return false;
+}
+
+std::vector<std::string> LogMessages() {
+  std::vector<std::string> lines;
+  std::string text = driver::ReadFile(AppLog());
+  size_t start = 0;
+  while (start < text.size()) {
+    size_t end = text.find("\r\n", start);
+    if (end == std::string::npos) end = text.size();
+    std::string line = text.substr(start, end - start);
+    if (line.rfind("[FlutterWindow] ", 0) != 0) {
+      const size_t stamp = line.find("] ");
+      if (stamp != std::string::npos) line = line.substr(stamp + 2);
+    }
+    lines.push_back(line);
+    start = end + 2;
+  }
+  return lines;
+}
+
+bool LogHas(const std::string& message) {
+  for (const auto& line : LogMessages()) {
+    if (line == message) return true;
+  }
+  return false;
+}
+
+// The channel handlers are set inside window creation; the driver's last start-up line comes
+// after it, just before the message loop.
+void WaitForMessageLoop() {
+  const auto deadline = std::chrono::steady_clock::now() + kTimeout;
+  while (!LogHas("Flutter Dart code initialization should start now...")) {
+    ASSERT_LT(std::chrono::steady_clock::now(), deadline)
+        << "the application never reached its message loop";
+    std::this_thread::sleep_for(50ms);
+  }
+}
+
+class AppTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    const std::string missing = driver::MissingForWine(AppExe());
+    ASSERT_TRUE(missing.empty()) << missing;
+    char pattern[] = "/tmp/kt_app_XXXXXX";
+    ASSERT_NE(::mkdtemp(pattern), nullptr);
+    dir_ = pattern;
+    EndAllInstances();
+    std::filesystem::remove(AppLog());
+  }
+
+  void TearDown() override {
+    engine_.reset();
+    EndAllInstances();
+    app_.Kill();
+    if (HasFailure()) std::cerr << "app output:\n" << driver::ReadFile(dir_ + "/app.log") << "\n";
+    std::filesystem::remove_all(dir_);
+  }
+
+  static void EndAllInstances() { RunInSession("timeout 30 wine taskkill /F /IM KelvoTarnel.exe"); }
+
+  void StartApp(const std::vector<std::string>& arguments) {
+    port_ = driver::FreePort();
+    app_.Start(AppExe(), arguments, {{"KT_ENGINE_PORT", std::to_string(port_)}}, dir_ + "/app.log");
+    engine_ = EngineDriver::Connect(port_, kStartTimeout);
+    engine_->WaitForHandlerSet(kSystemCommands, kStartTimeout);
+    WaitForMessageLoop();
+  }
+
+  MethodReply Call(const std::string& method) {
+    return driver::CallMethod(*engine_, kSystemCommands, method, std::nullopt, kTimeout);
+  }
+
+  std::string dir_;
+  uint16_t port_ = 0;
+  driver::WineProcess app_;
+  std::unique_ptr<EngineDriver> engine_;
+};
+
+TEST_F(AppTest, StartUpEventsArriveInOrder) {
+  port_ = driver::FreePort();
+  app_.Start(AppExe(), {"--dart-flag", "\xc3\xa9t\xc3\xa9"},
+             {{"KT_ENGINE_PORT", std::to_string(port_)}}, dir_ + "/app.log");
+  engine_ = EngineDriver::Connect(port_, kStartTimeout);
+  std::vector<std::string> events;
+  const std::string last = std::string("handler-set:") + kSystemCommands;
+  while (events.empty() || events.back() != last) {
+    const frames::Frame frame = engine_->NextFrame(kStartTimeout);
+    if (const auto* event = std::get_if<frames::Event>(&frame))
+      events.push_back(event->name + ":" + event->text);
+  }
+  std::vector<std::string> expected = {
+      "engine-created:data\\flutter_assets\ndata\\icudtl.dat\ndata\\app.so\n--dart-"
+      "flag\n\xc3\xa9t\xc3\xa9"};
+  ASSERT_EQ(events.size(), 2 + std::size(kPluginRegistrars) + 1);
+  EXPECT_EQ(events[0], expected[0]);
+  EXPECT_EQ(events[1].rfind("view-created:", 0), 0u) << events[1];
+  for (size_t i = 0; i < std::size(kPluginRegistrars); ++i) {
+    EXPECT_EQ(events[2 + i], std::string("registrar:") + kPluginRegistrars[i]);
+  }
+}
+
+TEST_F(AppTest, GetIdleSecondsAnswersASixtyFourBitInteger) {
+  StartApp({});
+  const MethodReply reply = Call("getIdleSeconds");
+  ASSERT_EQ(reply.kind, MethodReply::Kind::kSuccess);
+  ASSERT_TRUE(std::holds_alternative<int64_t>(reply.value))
+      << "alternative " << reply.value.index();
+  EXPECT_GE(std::get<int64_t>(reply.value), 0);
+}
+
+TEST_F(AppTest, UnknownMethodsAndUndecodableMessagesAreNotImplemented) {
+  StartApp({});
+  EXPECT_EQ(Call("reticulateSplines").kind, MethodReply::Kind::kNotImplemented);
+  EXPECT_EQ(Call("GetIdleSeconds").kind, MethodReply::Kind::kNotImplemented);
+  EXPECT_TRUE(engine_->SendMessage(kSystemCommands, Bytes{}, kTimeout).empty());
+  // The handler is still there afterwards.
+  EXPECT_EQ(Call("getIdleSeconds").kind, MethodReply::Kind::kSuccess);
+}
+
+TEST_F(AppTest, CloseHidesTheWindowAndShowMessageBringsItBack) {
+  StartApp({});
+  ASSERT_TRUE(WaitForVisibility(true, kTimeout)) << "the window never showed";
+  engine_->SendWindowMessage(kWmSysCommand, kScClose, 0, {}, kTimeout);
+  EXPECT_TRUE(WaitForVisibility(false, kTimeout)) << "SC_CLOSE did not hide the window";
+  EXPECT_TRUE(app_.running()) << "closing the window ended the process";
+  EXPECT_EQ(Call("getIdleSeconds").kind, MethodReply::Kind::kSuccess);
+  engine_->SendWindowMessage(kMsgShowWindow, 0, 0, {}, kTimeout);
+  EXPECT_TRUE(WaitForVisibility(true, kTimeout)) << "kMsgShowWindow did not show the window";
+}
+
+TEST_F(AppTest, FontChangeReloadsTheEnginesFonts) {
+  StartApp({});
+  engine_->SendWindowMessage(kWmFontChange, 0, 0, {}, kTimeout);
+  engine_->WaitForEvent("fonts-reloaded", kTimeout);
+}
+
+TEST_F(AppTest, TrayMenuExitItemEndsTheProcessWithCodeZero) {
+  StartApp({});
+  // The menu runs its own loop inside the message; choose the exit item from the keyboard.
+  engine_->SendFrame(
+      frames::WindowMessage{driver::EngineDriver::NextId(), kMsgTrayIcon, 0, kWmRButtonUp, {}});
+  std::optional<int> exit;
+  for (int attempt = 0; attempt < 20 && !exit; ++attempt) {
+    std::this_thread::sleep_for(500ms);
+    RunInSession("xdotool key Down Down Return");
+    exit = app_.Wait(1s);
+  }
+  ASSERT_TRUE(exit.has_value()) << "the exit item did not end the process";
+  EXPECT_EQ(*exit, 0);
+}
+
+TEST_F(AppTest, TrayOnlyStartsHidden) {
+  StartApp({"--tray-only"});
+  EXPECT_FALSE(MainWindowVisible());
+  EXPECT_EQ(Call("getIdleSeconds").kind, MethodReply::Kind::kSuccess);
+}
+
+TEST_F(AppTest, ShowCommandZeroFromALauncherStartsHidden) {
+  port_ = driver::FreePort();
+  app_.Start(driver::WindowsTests() + "/launch_hidden.exe", {driver::WindowsPath(AppExe())},
+             {{"KT_ENGINE_PORT", std::to_string(port_)}}, dir_ + "/app.log");
+  engine_ = EngineDriver::Connect(port_, kStartTimeout);
+  engine_->WaitForHandlerSet(kSystemCommands, kStartTimeout);
+  WaitForMessageLoop();
+  EXPECT_FALSE(MainWindowVisible());
+  EXPECT_TRUE(LogHas("Creating window (hidden, service launch)..."));
+}
+
+TEST_F(AppTest, LogHoldsTheStartUpLinesInOrder) {
+  StartApp({});
+  const std::vector<std::string> expected = {
+      "========== Application starting ==========",
+      "Checking for single instance (mutex)...",
+      "Single instance check passed",
+      "Initializing COM...",
+      "COM initialized successfully",
+      "Creating Flutter DartProject...",
+      "DartProject created",
+      "Setting Dart entrypoint arguments...",
+      "Dart entrypoint arguments set",
+      "Checking and starting service if needed...",
+      "Service does not exist",
+      "Service does not exist. Please install the service first.",
+      "Warning: Failed to start service, continuing with GUI",
+      "Creating FlutterWindow...",
+      "DPI scale: dpi=96, ratio=1.00, screen=1920x1080, scale=1.00, window size=1200 x 720",
+      "FlutterWindow object created",
+      "Creating window (visible, manual launch)...",
+      "[FlutterWindow] OnCreate start",
+      "[FlutterWindow] RegisterPlugins start",
+      "[FlutterWindow] RegisterPlugins done",
+      "[FlutterWindow] Tray icon initialized",
+      "[FlutterWindow] System commands channel registered",
+      "[FlutterWindow] OnCreate done",
+      "Window created (visible)",
+      "Activation pipe server thread started",
+      "Setting QuitOnClose to false...",
+      "Entering message loop...",
+      "Flutter Dart code initialization should start now...",
+  };
+  EXPECT_EQ(LogMessages(), expected);
+}
+
+TEST_F(AppTest, LogLinesEndWithCrLfAndCarryUnpaddedLocalTimeStamps) {
+  StartApp({});
+  const std::string text = driver::ReadFile(AppLog());
+  ASSERT_FALSE(text.empty());
+  EXPECT_EQ(text.front(), '[') << "a byte-order mark or header before the first line";
+  size_t start = 0;
+  while (start < text.size()) {
+    const size_t end = text.find('\n', start);
+    ASSERT_NE(end, std::string::npos) << "the last line has no line end";
+    ASSERT_GT(end, start);
+    EXPECT_EQ(text[end - 1], '\r') << "line without CR LF: " << text.substr(start, end - start);
+    const std::string line = text.substr(start, end - start - 1);
+    if (line.rfind("[FlutterWindow] ", 0) != 0) {
+      int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
+      char rest[2] = {};
+      ASSERT_EQ(std::sscanf(line.c_str(), "[%d-%d-%d %d:%d:%d]%1c", &year, &month, &day, &hour,
+                            &minute, &second, rest),
+                7)
+          << line;
+      char stamp[64];
+      std::snprintf(stamp, sizeof(stamp), "[%d-%d-%d %d:%d:%d] ", year, month, day, hour, minute,
+                    second);
+      EXPECT_EQ(line.rfind(stamp, 0), 0u) << "padded or malformed stamp: " << line;
+    }
+    start = end + 1;
+  }
+}
+
+TEST_F(AppTest, VerifyFlagWithAnEqualsSignStartsTheFullApplication) {
+  StartApp({"--verify-uninstall-password=abc"});
+  EXPECT_EQ(LogMessages().front(), "========== Application starting ==========");
+  EXPECT_TRUE(app_.running());
+}
+
+TEST_F(AppTest, SecondLaunchShowsTheFirstInstanceAndExitsWithZero) {
+  StartApp({"--tray-only"});
+  ASSERT_FALSE(MainWindowVisible());
+  driver::WineProcess second;
+  second.Start(AppExe(), {}, {}, dir_ + "/second.log", 60);
+  const std::optional<int> exit = second.Wait(45s);
+  ASSERT_TRUE(exit.has_value()) << "the second instance did not end";
+  EXPECT_EQ(*exit, 0);
+  EXPECT_TRUE(WaitForVisibility(true, kTimeout)) << "the first instance's window did not come back";
+  EXPECT_TRUE(app_.running());
+}
+
+}  // namespace
