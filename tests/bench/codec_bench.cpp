@@ -10,6 +10,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include "ratio_report.h"
+
 #include "channels/standard_codec.h"
 
 namespace {
@@ -123,42 +125,9 @@ void BM_MemcpyBaseline(benchmark::State& state) {
 }
 BENCHMARK(BM_MemcpyBaseline);
 
-// Prints as usual and keeps each benchmark's time per iteration for the ratios.
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs) {
-      if (run.run_type != Run::RT_Iteration || run.error_occurred) continue;
-      nanoseconds_[run.benchmark_name()] =
-          run.GetAdjustedRealTime() / benchmark::GetTimeUnitMultiplier(run.time_unit) * 1e9;
-    }
-  }
-
-  const std::map<std::string, double>& Nanoseconds() const { return nanoseconds_; }
-
- private:
-  std::map<std::string, double> nanoseconds_;
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  RatioReporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  benchmark::Shutdown();
-
-  const auto& times = reporter.Nanoseconds();
-  const auto baseline = times.find("BM_MemcpyBaseline");
-  if (baseline == times.end() || baseline->second <= 0) return 0;
-  for (const char* name : {"BM_EncodeSnapshot", "BM_DecodeSnapshot"}) {
-    const auto measured = times.find(name);
-    if (measured == times.end()) continue;
-    std::printf("ratio = t(%s)/t(memcpy) = %.1f (%.0f ns / %.0f ns over %zu bytes)\n", name + 3,
-                measured->second / baseline->second, measured->second, baseline->second,
-                SnapshotBytes().size());
-  }
-  return 0;
+  return bench::RunWithRatios(argc, argv, "BM_MemcpyBaseline", "memcpy",
+                              {"BM_EncodeSnapshot", "BM_DecodeSnapshot"}, SnapshotBytes().size());
 }

@@ -9,6 +9,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include "ratio_report.h"
+
 #include "lock/password_store.h"
 
 namespace {
@@ -58,40 +60,9 @@ void BM_MemchrBaseline(benchmark::State& state) {
 }
 BENCHMARK(BM_MemchrBaseline);
 
-// Prints as usual and keeps each benchmark's time per iteration for the ratio.
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs) {
-      if (run.run_type != Run::RT_Iteration || run.error_occurred) continue;
-      nanoseconds_[run.benchmark_name()] =
-          run.GetAdjustedRealTime() / benchmark::GetTimeUnitMultiplier(run.time_unit) * 1e9;
-    }
-  }
-
-  const std::map<std::string, double>& Nanoseconds() const { return nanoseconds_; }
-
- private:
-  std::map<std::string, double> nanoseconds_;
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  RatioReporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  benchmark::Shutdown();
-
-  const auto& times = reporter.Nanoseconds();
-  const auto reader = times.find("BM_ReadJsonString");
-  const auto baseline = times.find("BM_MemchrBaseline");
-  if (reader != times.end() && baseline != times.end() && baseline->second > 0) {
-    std::printf("ratio = t(ReadJsonString)/t(memchr) = %.1f (%.0f ns / %.0f ns over %zu bytes)\n",
-                reader->second / baseline->second, reader->second, baseline->second,
-                LockText().size() * sizeof(char16_t));
-  }
-  return 0;
+  return bench::RunWithRatios(argc, argv, "BM_MemchrBaseline", "memchr", {"BM_ReadJsonString"},
+                              LockText().size() * sizeof(char16_t));
 }

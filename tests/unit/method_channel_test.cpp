@@ -1,3 +1,4 @@
+#include "answer_recorder.h"
 #include "channels/method_channel.h"
 
 #include <atomic>
@@ -32,36 +33,6 @@ const StandardMethodCodec& Codec() { return StandardMethodCodec::GetInstance(); 
 
 Bytes CallBytes(const std::string& method, std::unique_ptr<EncodableValue> arguments = nullptr) {
   return *Codec().EncodeMethodCall(MethodCall(method, std::move(arguments)));
-}
-
-struct Answer {
-  enum Kind { kNone, kSuccess, kError, kNotImplemented } kind = kNone;
-  int count = 0;
-  std::optional<EncodableValue> value;
-  std::string code;
-  std::string message;
-  std::optional<EncodableValue> details;
-};
-
-std::unique_ptr<MethodResult> Recorder(Answer& answer) {
-  return std::make_unique<MethodResultFunctions>(
-      [&answer](const EncodableValue* value) {
-        ++answer.count;
-        answer.kind = Answer::kSuccess;
-        if (value) answer.value = *value;
-      },
-      [&answer](const std::string& code, const std::string& message,
-                const EncodableValue* details) {
-        ++answer.count;
-        answer.kind = Answer::kError;
-        answer.code = code;
-        answer.message = message;
-        if (details) answer.details = *details;
-      },
-      [&answer] {
-        ++answer.count;
-        answer.kind = Answer::kNotImplemented;
-      });
 }
 
 class MethodChannelTest : public ::testing::Test {

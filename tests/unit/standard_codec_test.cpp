@@ -1,3 +1,4 @@
+#include "answer_recorder.h"
 #include "channels/standard_codec.h"
 
 #include <any>
@@ -61,36 +62,6 @@ EncodableValue NestedListValue(size_t depth) {
   EncodableValue value = EncodableList{};
   for (size_t i = 1; i < depth; ++i) value = EncodableList{value};
   return value;
-}
-
-struct Answer {
-  enum Kind { kNone, kSuccess, kError, kNotImplemented } kind = kNone;
-  int count = 0;
-  std::optional<EncodableValue> value;
-  std::string code;
-  std::string message;
-  std::optional<EncodableValue> details;
-};
-
-std::unique_ptr<MethodResult> Recorder(Answer& answer) {
-  return std::make_unique<MethodResultFunctions>(
-      [&answer](const EncodableValue* value) {
-        ++answer.count;
-        answer.kind = Answer::kSuccess;
-        if (value) answer.value = *value;
-      },
-      [&answer](const std::string& code, const std::string& message,
-                const EncodableValue* details) {
-        ++answer.count;
-        answer.kind = Answer::kError;
-        answer.code = code;
-        answer.message = message;
-        if (details) answer.details = *details;
-      },
-      [&answer] {
-        ++answer.count;
-        answer.kind = Answer::kNotImplemented;
-      });
 }
 
 bool DecodeEnvelope(const Bytes& bytes, Answer& answer) {
