@@ -40,7 +40,7 @@ double LogArg::AsDouble() const {
 
 namespace {
 
-struct Spec {
+struct Directive {
   bool left = false;
   bool plus = false;
   bool space = false;
@@ -176,10 +176,10 @@ class Formatter {
         continue;
       }
       if (i >= format.size()) break;
-      Spec spec;
-      i = ParseSpec(format, i, spec);
+      Directive directive;
+      i = ParseDirective(format, i, directive);
       if (i >= format.size()) break;
-      Convert(format[i++], spec);
+      Convert(format[i++], directive);
     }
     if (out_.size() > limit_) out_.resize(limit_);
     return out_;
@@ -193,67 +193,67 @@ class Formatter {
     return arg ? static_cast<int>(arg->AsSigned()) : 0;
   }
 
-  size_t ParseSpec(std::u16string_view f, size_t i, Spec& spec) {
+  size_t ParseDirective(std::u16string_view f, size_t i, Directive& directive) {
     for (; i < f.size(); ++i) {
       const char16_t c = f[i];
       if (c == u'-')
-        spec.left = true;
+        directive.left = true;
       else if (c == u'+')
-        spec.plus = true;
+        directive.plus = true;
       else if (c == u' ')
-        spec.space = true;
+        directive.space = true;
       else if (c == u'#')
-        spec.alternate = true;
+        directive.alternate = true;
       else if (c == u'0')
-        spec.zero = true;
+        directive.zero = true;
       else
         break;
     }
     if (i < f.size() && f[i] == u'*') {
-      spec.width = NextInt();
-      if (spec.width < 0) {
-        spec.left = true;
-        spec.width = -spec.width;
+      directive.width = NextInt();
+      if (directive.width < 0) {
+        directive.left = true;
+        directive.width = -directive.width;
       }
       ++i;
     } else {
       while (i < f.size() && f[i] >= u'0' && f[i] <= u'9')
-        spec.width = spec.width * 10 + (f[i++] - u'0');
+        directive.width = directive.width * 10 + (f[i++] - u'0');
     }
     if (i < f.size() && f[i] == u'.') {
       ++i;
-      spec.precision = 0;
+      directive.precision = 0;
       if (i < f.size() && f[i] == u'*') {
-        spec.precision = NextInt();
-        if (spec.precision < 0) spec.precision = -1;
+        directive.precision = NextInt();
+        if (directive.precision < 0) directive.precision = -1;
         ++i;
       } else {
         while (i < f.size() && f[i] >= u'0' && f[i] <= u'9') {
-          spec.precision = spec.precision * 10 + (f[i++] - u'0');
+          directive.precision = directive.precision * 10 + (f[i++] - u'0');
         }
       }
     }
     while (i < f.size()) {
       const std::u16string_view rest = f.substr(i);
       if (rest.starts_with(u"I64")) {
-        spec.bits = 64;
+        directive.bits = 64;
         i += 3;
       } else if (rest.starts_with(u"I32")) {
-        spec.bits = 32;
+        directive.bits = 32;
         i += 3;
       } else if (rest.starts_with(u"ll")) {
-        spec.bits = 64;
+        directive.bits = 64;
         i += 2;
       } else if (rest.starts_with(u"hh")) {
-        spec.bits = 8;
+        directive.bits = 8;
         i += 2;
       } else if (f[i] == u'h') {
-        spec.bits = 16;
+        directive.bits = 16;
         ++i;
       } else if (f[i] == u'l' || f[i] == u'w' || f[i] == u'L') {
         ++i;
       } else if (f[i] == u'I' || f[i] == u'z' || f[i] == u'j' || f[i] == u't') {
-        spec.bits = 64;
+        directive.bits = 64;
         ++i;
       } else {
         break;
@@ -265,11 +265,13 @@ class Formatter {
   void Put(char16_t c) { out_.push_back(c); }
 
   // Pads `body` (after an optional sign or prefix) to the width.
-  void Emit(std::u16string_view prefix, std::u16string_view body, const Spec& spec, bool zeroPad) {
+  void Emit(std::u16string_view prefix, std::u16string_view body, const Directive& directive,
+            bool zeroPad) {
     const size_t length = prefix.size() + body.size();
-    const size_t pad =
-        spec.width > 0 && static_cast<size_t>(spec.width) > length ? spec.width - length : 0;
-    if (spec.left) {
+    const size_t pad = directive.width > 0 && static_cast<size_t>(directive.width) > length
+                           ? directive.width - length
+                           : 0;
+    if (directive.left) {
       out_.append(prefix);
       out_.append(body);
       out_.append(pad, u' ');
@@ -311,59 +313,59 @@ class Formatter {
     }
   }
 
-  void Integer(const Spec& spec, bool isSigned, unsigned base, bool upper) {
+  void Integer(const Directive& directive, bool isSigned, unsigned base, bool upper) {
     const LogArg* arg = Next();
     std::u16string prefix;
     std::uint64_t magnitude = 0;
     if (isSigned) {
-      const std::int64_t v = TruncateSigned(arg ? arg->AsSigned() : 0, spec.bits);
+      const std::int64_t v = TruncateSigned(arg ? arg->AsSigned() : 0, directive.bits);
       if (v < 0) {
         prefix = u"-";
         magnitude = static_cast<std::uint64_t>(-(v + 1)) + 1;
       } else {
         magnitude = static_cast<std::uint64_t>(v);
-        if (spec.plus)
+        if (directive.plus)
           prefix = u"+";
-        else if (spec.space)
+        else if (directive.space)
           prefix = u" ";
       }
     } else {
-      magnitude = Truncate(arg ? arg->AsUnsigned() : 0, spec.bits);
+      magnitude = Truncate(arg ? arg->AsUnsigned() : 0, directive.bits);
     }
     std::u16string body =
-        (spec.precision == 0 && magnitude == 0) ? u"" : Digits(magnitude, base, upper);
-    if (spec.precision > 0 && body.size() < static_cast<size_t>(spec.precision)) {
-      body.insert(0, spec.precision - body.size(), u'0');
+        (directive.precision == 0 && magnitude == 0) ? u"" : Digits(magnitude, base, upper);
+    if (directive.precision > 0 && body.size() < static_cast<size_t>(directive.precision)) {
+      body.insert(0, directive.precision - body.size(), u'0');
     }
-    if (spec.alternate && magnitude != 0) {
+    if (directive.alternate && magnitude != 0) {
       if (base == 16) prefix = upper ? u"0X" : u"0x";
       if (base == 8 && body.front() != u'0') body.insert(body.begin(), u'0');
     }
-    Emit(prefix, body, spec, spec.zero && !spec.left && spec.precision < 0);
+    Emit(prefix, body, directive, directive.zero && !directive.left && directive.precision < 0);
   }
 
-  void Pointer(const Spec& spec) {
+  void Pointer(const Directive& directive) {
     const LogArg* arg = Next();
     std::u16string body = Digits(arg ? arg->AsUnsigned() : 0, 16, true);
     body.insert(0, 16 - body.size(), u'0');
-    Emit(u"", body, spec, false);
+    Emit(u"", body, directive, false);
   }
 
-  void Floating(const Spec& spec, char16_t conversion) {
+  void Floating(const Directive& directive, char16_t conversion) {
     const LogArg* arg = Next();
     const double value = arg ? arg->AsDouble() : 0.0;
-    const int precision = spec.precision < 0 ? 6 : spec.precision;
+    const int precision = directive.precision < 0 ? 6 : directive.precision;
     const char16_t lower = conversion | 0x20;
     const bool upper = conversion != lower;
     std::string text;
     if (!std::isfinite(value)) {
       text = std::isnan(value) ? "nan" : "inf";
     } else if (lower == u'f') {
-      text = FixedText(std::fabs(value), precision, spec.alternate);
+      text = FixedText(std::fabs(value), precision, directive.alternate);
     } else if (lower == u'e') {
-      text = ScientificText(std::fabs(value), precision, spec.alternate);
+      text = ScientificText(std::fabs(value), precision, directive.alternate);
     } else {
-      text = GeneralText(std::fabs(value), precision == 0 ? 1 : precision, spec.alternate);
+      text = GeneralText(std::fabs(value), precision == 0 ? 1 : precision, directive.alternate);
     }
     std::u16string body;
     for (char ch : text)
@@ -371,17 +373,18 @@ class Formatter {
     std::u16string prefix;
     if (std::signbit(value))
       prefix = u"-";
-    else if (spec.plus)
+    else if (directive.plus)
       prefix = u"+";
-    else if (spec.space)
+    else if (directive.space)
       prefix = u" ";
-    Emit(prefix, body, spec, spec.zero && !spec.left && std::isfinite(value));
+    Emit(prefix, body, directive, directive.zero && !directive.left && std::isfinite(value));
   }
 
   // Typed arguments tell wide from narrow text, so %s, %S, %hs and %ls all read what was given.
-  void Text(const Spec& spec) {
+  void Text(const Directive& directive) {
     const LogArg* arg = Next();
-    const size_t max = spec.precision < 0 ? SIZE_MAX : static_cast<size_t>(spec.precision);
+    const size_t max =
+        directive.precision < 0 ? SIZE_MAX : static_cast<size_t>(directive.precision);
     std::u16string body;
     if (const char16_t* wide = arg ? arg->AsWide() : nullptr) {
       for (const char16_t* p = wide; *p && body.size() < max; ++p) body.push_back(*p);
@@ -391,35 +394,35 @@ class Formatter {
     } else {
       body = std::u16string(u"(null)").substr(0, max);
     }
-    Emit(u"", body, spec, spec.zero && !spec.left);
+    Emit(u"", body, directive, directive.zero && !directive.left);
   }
 
-  void Character(const Spec& spec) {
+  void Character(const Directive& directive) {
     const LogArg* arg = Next();
     const char16_t c = static_cast<char16_t>(arg ? arg->AsUnsigned() : 0);
-    Emit(u"", std::u16string_view(&c, 1), spec, spec.zero && !spec.left);
+    Emit(u"", std::u16string_view(&c, 1), directive, directive.zero && !directive.left);
   }
 
-  void Convert(char16_t conversion, const Spec& spec) {
+  void Convert(char16_t conversion, const Directive& directive) {
     switch (conversion) {
       case u'd':
       case u'i':
-        Integer(spec, true, 10, false);
+        Integer(directive, true, 10, false);
         break;
       case u'u':
-        Integer(spec, false, 10, false);
+        Integer(directive, false, 10, false);
         break;
       case u'o':
-        Integer(spec, false, 8, false);
+        Integer(directive, false, 8, false);
         break;
       case u'x':
-        Integer(spec, false, 16, false);
+        Integer(directive, false, 16, false);
         break;
       case u'X':
-        Integer(spec, false, 16, true);
+        Integer(directive, false, 16, true);
         break;
       case u'p':
-        Pointer(spec);
+        Pointer(directive);
         break;
       case u'f':
       case u'F':
@@ -427,15 +430,15 @@ class Formatter {
       case u'E':
       case u'g':
       case u'G':
-        Floating(spec, conversion);
+        Floating(directive, conversion);
         break;
       case u's':
       case u'S':
-        Text(spec);
+        Text(directive);
         break;
       case u'c':
       case u'C':
-        Character(spec);
+        Character(directive);
         break;
       case u'%':
         Put(u'%');

@@ -51,11 +51,11 @@ void DrawKeyIcon(HDC dc, const LockIcon& icon) {
 LockFonts CreateLockFonts(double scale) {
   const std::wstring face = AsWide(kLockFontFace);
   LockFonts fonts;
-  for (const LockFontSpec& spec : kLockFontSpecs) {
-    fonts[static_cast<std::size_t>(spec.role)].reset(
-        ::CreateFontW(LockFontHeight(spec.role, scale), 0, 0, 0, spec.weight, FALSE, FALSE, FALSE,
-                      DEFAULT_CHARSET, OUT_DEFAULT_PRECIS, CLIP_DEFAULT_PRECIS, CLEARTYPE_QUALITY,
-                      DEFAULT_PITCH | FF_DONTCARE, face.c_str()));
+  for (const LockFontSpec& fontSpec : kLockFontSpecs) {
+    fonts[static_cast<std::size_t>(fontSpec.role)].reset(
+        ::CreateFontW(LockFontHeight(fontSpec.role, scale), 0, 0, 0, fontSpec.weight, FALSE, FALSE,
+                      FALSE, DEFAULT_CHARSET, OUT_DEFAULT_PRECIS, CLIP_DEFAULT_PRECIS,
+                      CLEARTYPE_QUALITY, DEFAULT_PITCH | FF_DONTCARE, face.c_str()));
   }
   return fonts;
 }

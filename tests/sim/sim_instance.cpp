@@ -39,7 +39,7 @@ constexpr std::uint16_t kVkMenu = 18;
 constexpr std::uint32_t kKeyEventKeyUp = 2;
 
 struct Window {
-  sim::WindowSpec spec;
+  sim::WindowSpec shape;
   bool alive = true;
   bool topmost = false;
 };
@@ -135,7 +135,7 @@ void RaiseLocked(WindowHandle window) {
 
 std::uint32_t ThreadOfLocked(WindowHandle window) {
   const Window* entry = Find(window);
-  return entry ? entry->spec.threadId : 0;
+  return entry ? entry->shape.threadId : 0;
 }
 
 void CountQuery(const std::string& query) {
@@ -181,19 +181,19 @@ OpenHandle* LookupPipeLocked(platform::PipeHandle pipe, HandleKind kind) {
 void ApplyShowCommand(Window& window, int command) {
   switch (command) {
     case 0:  // SW_HIDE
-      window.spec.visible = false;
+      window.shape.visible = false;
       break;
     case 2:  // SW_SHOWMINIMIZED
     case 6:  // SW_MINIMIZE
-      window.spec.iconic = true;
-      window.spec.visible = true;
+      window.shape.iconic = true;
+      window.shape.visible = true;
       break;
     case 9:  // SW_RESTORE
-      window.spec.iconic = false;
-      window.spec.visible = true;
+      window.shape.iconic = false;
+      window.shape.visible = true;
       break;
     default:
-      window.spec.visible = true;
+      window.shape.visible = true;
       break;
   }
 }
@@ -217,9 +217,9 @@ void ResetInstances() {
   W() = World();
 }
 
-WindowHandle AddWindow(const WindowSpec& spec) {
+WindowHandle AddWindow(const WindowSpec& shape) {
   std::lock_guard guard(Lock());
-  W().windows.push_back({spec, true, false});
+  W().windows.push_back({shape, true, false});
   const int number = static_cast<int>(W().windows.size());
   W().zOrder.insert(W().zOrder.begin(), number);
   return HandleOf(number);
@@ -236,13 +236,13 @@ void DestroyWindow(WindowHandle window) {
 bool IsVisible(WindowHandle window) {
   std::lock_guard guard(Lock());
   const Window* entry = Find(window);
-  return entry && entry->spec.visible;
+  return entry && entry->shape.visible;
 }
 
 bool IsIconicWindow(WindowHandle window) {
   std::lock_guard guard(Lock());
   const Window* entry = Find(window);
-  return entry && entry->spec.iconic;
+  return entry && entry->shape.iconic;
 }
 
 bool IsTopmost(WindowHandle window) {
@@ -411,8 +411,8 @@ WindowHandle FindWindowW(const char16_t* className, const char16_t* windowName) 
     std::lock_guard guard(Lock());
     for (const int number : W().zOrder) {
       const Window& window = W().windows[number - 1];
-      if (className && !EqualsFolded(window.spec.className, className)) continue;
-      if (windowName && !EqualsFolded(window.spec.title, windowName)) continue;
+      if (className && !EqualsFolded(window.shape.className, className)) continue;
+      if (windowName && !EqualsFolded(window.shape.title, windowName)) continue;
       found = HandleOf(number);
       break;
     }
@@ -448,15 +448,15 @@ WindowHandle GetWindow(WindowHandle window, unsigned command) {
   std::lock_guard guard(Lock());
   const Window* entry = Find(window);
   if (!entry || command != kGwOwner) return nullptr;
-  return Find(entry->spec.owner) ? entry->spec.owner : nullptr;
+  return Find(entry->shape.owner) ? entry->shape.owner : nullptr;
 }
 
 std::uint32_t GetWindowThreadProcessId(WindowHandle window, std::uint32_t* processId) {
   CountQuery("GetWindowThreadProcessId");
   std::lock_guard guard(Lock());
   const Window* entry = Find(window);
-  if (processId) *processId = entry ? entry->spec.processId : 0;
-  return entry ? entry->spec.threadId : 0;
+  if (processId) *processId = entry ? entry->shape.processId : 0;
+  return entry ? entry->shape.threadId : 0;
 }
 
 std::uint32_t GetCurrentProcessId() {
@@ -484,14 +484,14 @@ std::u16string GetClassNameW(WindowHandle window, int capacity) {
   CountQuery("GetClassNameW " + std::to_string(capacity));
   std::lock_guard guard(Lock());
   const Window* entry = Find(window);
-  return entry ? CopiedText(entry->spec.className, capacity) : std::u16string();
+  return entry ? CopiedText(entry->shape.className, capacity) : std::u16string();
 }
 
 std::u16string GetWindowTextW(WindowHandle window, int capacity) {
   CountQuery("GetWindowTextW " + std::to_string(capacity));
   std::lock_guard guard(Lock());
   const Window* entry = Find(window);
-  return entry ? CopiedText(entry->spec.title, capacity) : std::u16string();
+  return entry ? CopiedText(entry->shape.title, capacity) : std::u16string();
 }
 
 PipeHandle CreateFileW(std::u16string_view name, std::uint32_t desiredAccess,
@@ -712,7 +712,7 @@ bool ShowWindow(WindowHandle window, int command) {
     std::lock_guard guard(Lock());
     label = LabelLocked(window);
     if (Window* entry = Find(window)) {
-      wasVisible = entry->spec.visible;
+      wasVisible = entry->shape.visible;
       ApplyShowCommand(*entry, command);
     }
   }
@@ -739,7 +739,7 @@ bool IsIconic(WindowHandle window) {
   CountQuery("IsIconic");
   std::lock_guard guard(Lock());
   const Window* entry = Find(window);
-  return entry && entry->spec.iconic;
+  return entry && entry->shape.iconic;
 }
 
 bool SetWindowPos(WindowHandle window, InsertAfter insertAfter, int, int, int, int,
@@ -754,7 +754,7 @@ bool SetWindowPos(WindowHandle window, InsertAfter insertAfter, int, int, int, i
       if (insertAfter == InsertAfter::kTopmost) entry->topmost = true;
       if (insertAfter == InsertAfter::kNoTopmost) entry->topmost = false;
       if (insertAfter != InsertAfter::kNoTopmost) RaiseLocked(window);
-      if (flags & kSwpShowWindow) entry->spec.visible = true;
+      if (flags & kSwpShowWindow) entry->shape.visible = true;
     }
   }
   const char* where = insertAfter == InsertAfter::kTop       ? "TOP"

@@ -49,7 +49,7 @@ struct WindowSpec {
   bool iconic = false;
 };
 // Added windows go to the top of the z-order, where FindWindowW and EnumWindows look first.
-platform::WindowHandle AddWindow(const WindowSpec& spec);
+platform::WindowHandle AddWindow(const WindowSpec& shape);
 // The handle stays a value; it is no longer a window.
 void DestroyWindow(platform::WindowHandle window);
 bool IsVisible(platform::WindowHandle window);

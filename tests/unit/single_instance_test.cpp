@@ -41,22 +41,22 @@ constexpr std::uint32_t kNotepadThreadId = 3001;
 
 sim::WindowSpec MainWindowSpec(std::uint32_t processId = sim::kOtherProcessId,
                                std::uint32_t threadId = sim::kOtherThreadId) {
-  sim::WindowSpec spec;
-  spec.className = u"FLUTTER_RUNNER_WIN32_WINDOW";
-  spec.title = u"ZMS";
-  spec.processId = processId;
-  spec.threadId = threadId;
-  return spec;
+  sim::WindowSpec shape;
+  shape.className = u"FLUTTER_RUNNER_WIN32_WINDOW";
+  shape.title = u"ZMS";
+  shape.processId = processId;
+  shape.threadId = threadId;
+  return shape;
 }
 
 sim::WindowSpec WindowSpec(std::u16string className, std::u16string title,
                            std::uint32_t processId = sim::kOtherProcessId) {
-  sim::WindowSpec spec;
-  spec.className = std::move(className);
-  spec.title = std::move(title);
-  spec.processId = processId;
-  spec.threadId = processId * 10 + 1;
-  return spec;
+  sim::WindowSpec shape;
+  shape.className = std::move(className);
+  shape.title = std::move(title);
+  shape.processId = processId;
+  shape.threadId = processId * 10 + 1;
+  return shape;
 }
 
 ExistingWindowSearch OwnSearch() {
