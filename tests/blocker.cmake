@@ -1,0 +1,11 @@
+# Rules and window facts against a simulated desktop of windows and processes.
+add_library(kt_sim_desktop STATIC sim/sim_desktop.cpp)
+target_include_directories(kt_sim_desktop PUBLIC ${CMAKE_CURRENT_SOURCE_DIR}/sim)
+target_link_libraries(kt_sim_desktop PUBLIC kt_text)
+
+kt_host_test(window_block_rule_test
+  SOURCES unit/window_block_rule_test.cpp
+  LIBS kt_blocker_rules kt_channels kt_log kt_sim_desktop)
+kt_host_test(window_facts_test
+  SOURCES unit/window_facts_test.cpp
+  LIBS kt_blocker_rules kt_channels kt_log kt_sim_desktop)
