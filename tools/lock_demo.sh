@@ -35,7 +35,8 @@ trap finish EXIT
 
 mkdir -p "$data"
 printf '{"locked":true,"passwordHash":"%s"}' "$(printf '%s' "$password" | sha256sum | cut -d' ' -f1)" >"$lock_file"
-log_lines_before=$(cat "$app_log" 2>/dev/null | wc -l)
+log_lines_before=0
+[[ -f "$app_log" ]] && log_lines_before=$(wc -l <"$app_log")
 echo "Native lock screen demo (password $password)"
 echo "  pseudo_lock.json before: $(cat "$lock_file")"
 

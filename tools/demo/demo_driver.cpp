@@ -40,7 +40,11 @@ int main(int argc, char** argv) {
   constexpr char kChannel[] = "com.kelvo.tarnel/system_commands";
   try {
     auto engine = driver::EngineDriver::Connect(port, 90s);
-    std::cout << "  engine-created: " << engine->WaitForEvent("engine-created", 90s) << "\n";
+    std::string created = engine->WaitForEvent("engine-created", 90s);
+    for (char& c : created) {
+      if (c == '\n') c = ' ';
+    }
+    std::cout << "  engine-created: " << created << "\n";
     std::cout << "  view-created: " << engine->WaitForEvent("view-created", 30s) << "\n";
     engine->WaitForHandlerSet(kChannel, 30s);
     std::cout << "  handler-set: " << kChannel << "\n";
