@@ -84,7 +84,7 @@ void BinaryMessengerImpl::Send(const std::string& channel, const uint8_t* messag
   // ForwardToReply; a refused message never will.
   if (FlutterDesktopMessengerSendWithReply(messenger_, channel.c_str(), message, messageSize,
                                            &ForwardToReply, record.get())) {
-    record.release();
+    record.release();  // NOLINT(bugprone-unused-return-value): the embedder holds it now
   }
 }
 

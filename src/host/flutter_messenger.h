@@ -16,7 +16,9 @@
 extern "C" {
 
 typedef struct FlutterDesktopMessenger* FlutterDesktopMessengerRef;
-typedef struct _FlutterPlatformMessageResponseHandle FlutterDesktopMessageResponseHandle;
+// The embedder's own name for the handle type, kept so that the declarations match its ABI.
+typedef struct _FlutterPlatformMessageResponseHandle  // NOLINT(bugprone-reserved-identifier)
+    FlutterDesktopMessageResponseHandle;
 
 typedef struct {
   size_t struct_size;
@@ -28,7 +30,8 @@ typedef struct {
 
 typedef void (*FlutterDesktopBinaryReply)(const uint8_t* data, size_t data_size, void* user_data);
 typedef void (*FlutterDesktopMessageCallback)(FlutterDesktopMessengerRef messenger,
-                                              const FlutterDesktopMessage* message, void* user_data);
+                                              const FlutterDesktopMessage* message,
+                                              void* user_data);
 
 // Messenger.
 FLUTTER_EXPORT bool FlutterDesktopMessengerSend(FlutterDesktopMessengerRef messenger,

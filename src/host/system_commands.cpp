@@ -89,8 +89,10 @@ std::int64_t GetIdleSeconds() {
 
 std::uint32_t TurnOffDisplayThread(void*) {
   platform::Sleep(kDisplayOffDelayMilliseconds);
-  host::platform::SendMessageTimeoutW(reinterpret_cast<platform::NativeHandle>(kHwndBroadcast),
-                                      kWmSysCommand, kScMonitorPower, kMonitorPowerOff,
+  // HWND_BROADCAST is a number that Win32 takes as a handle.
+  // NOLINTNEXTLINE(performance-no-int-to-ptr)
+  const auto broadcast = reinterpret_cast<platform::NativeHandle>(kHwndBroadcast);
+  host::platform::SendMessageTimeoutW(broadcast, kWmSysCommand, kScMonitorPower, kMonitorPowerOff,
                                       kSmtoAbortIfHung, kDisplayOffTimeoutMilliseconds);
   return 0;
 }

@@ -31,8 +31,9 @@ LockColor LockTileColor(LockSize client, int tileSide, int x, int y) {
   const double farX = std::max(cx, w - cx);
   const double farY = std::max(cy, h - cy);
   const double d2 = farX * farX + farY * farY;
-  const double dx = x + tileSide / 2 - cx;
-  const double dy = y + tileSide / 2 - cy;
+  // The tile's centre is taken in whole pixels, as the painting steps do.
+  const double dx = x + tileSide / 2 - cx;  // NOLINT(bugprone-integer-division)
+  const double dy = y + tileSide / 2 - cy;  // NOLINT(bugprone-integer-division)
   const double t = std::min(1.0, (dx * dx + dy * dy) / d2) * 0.86;
   const auto mix = [t](int centre, int corner) {
     return static_cast<std::uint8_t>((1 - t) * centre + t * corner);
