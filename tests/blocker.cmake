@@ -9,3 +9,11 @@ kt_host_test(window_block_rule_test
 kt_host_test(window_facts_test
   SOURCES unit/window_facts_test.cpp
   LIBS kt_blocker_rules kt_channels kt_log kt_sim_desktop)
+
+# The engine against the simulated desktop, its delays on the simulated clock.
+kt_host_test(window_blocker_test
+  SOURCES unit/window_blocker_test.cpp
+  LIBS kt_blocker_engine kt_blocker_rules kt_channels kt_log kt_sim_desktop)
+kt_host_test(window_blocker_stress_test
+  SOURCES unit/window_blocker_stress_test.cpp
+  LIBS kt_blocker_engine kt_blocker_rules kt_channels kt_log kt_sim_desktop)

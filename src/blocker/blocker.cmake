@@ -7,3 +7,10 @@ target_link_libraries(kt_blocker_rules PUBLIC kt_channels kt_log kt_text)
 
 list(APPEND KT_LOGIC_LIBRARIES kt_blocker_rules)
 list(APPEND KT_WIN32_SOURCES ${CMAKE_CURRENT_LIST_DIR}/win32_window_system.cpp)
+
+# The engine: hook thread, workers and the one mutex over rules, logs and hidden windows.
+find_package(Threads REQUIRED)
+add_library(kt_blocker_engine STATIC ${CMAKE_CURRENT_LIST_DIR}/window_blocker.cpp)
+target_link_libraries(kt_blocker_engine PUBLIC kt_blocker_rules Threads::Threads)
+
+list(APPEND KT_LOGIC_LIBRARIES kt_blocker_engine)

@@ -3,6 +3,10 @@
 // cloaked and no frame bounds.
 #include <windows.h>
 
+#include <atomic>
+#include <thread>
+#include <utility>
+
 #include "blocker/window_system.h"
 
 namespace blocker::platform {
@@ -100,6 +104,108 @@ std::uint64_t GetSystemTimeAsFileTime() {
   FILETIME now = {};
   ::GetSystemTimeAsFileTime(&now);
   return (static_cast<std::uint64_t>(now.dwHighDateTime) << 32) | now.dwLowDateTime;
+}
+
+namespace {
+
+// WINEVENTPROC has no context, and the port's callback has another shape: the one callback the
+// process hooks with is kept here for the trampoline.
+std::atomic<WinEventCallback> winEventTarget{nullptr};
+
+void CALLBACK WinEventTrampoline(HWINEVENTHOOK hook, DWORD event, HWND window, LONG objectId,
+                                 LONG childId, DWORD, DWORD) {
+  const WinEventCallback target = winEventTarget.load();
+  if (target) target(hook, event, window, objectId, childId);
+}
+
+static_assert(sizeof(MSG) <= sizeof(Message::native), "a MSG must fit the port's message");
+
+MSG* AsMsg(Message* message) { return reinterpret_cast<MSG*>(message->native); }
+const MSG* AsMsg(const Message* message) { return reinterpret_cast<const MSG*>(message->native); }
+
+}  // namespace
+
+std::uint32_t GetCurrentProcessId() { return ::GetCurrentProcessId(); }
+
+std::uint32_t GetCurrentThreadId() { return ::GetCurrentThreadId(); }
+
+HookHandle SetWinEventHook(std::uint32_t eventMin, std::uint32_t eventMax,
+                           WinEventCallback callback, std::uint32_t processId,
+                           std::uint32_t threadId, std::uint32_t flags) {
+  if (!callback) return nullptr;
+  winEventTarget.store(callback);
+  return ::SetWinEventHook(eventMin, eventMax, nullptr, &WinEventTrampoline, processId, threadId,
+                           flags);
+}
+
+bool UnhookWinEvent(HookHandle hook) {
+  return ::UnhookWinEvent(static_cast<HWINEVENTHOOK>(hook)) != FALSE;
+}
+
+bool PeekMessageW(Message* message, std::uint32_t filterMin, std::uint32_t filterMax,
+                  std::uint32_t removeFlags) {
+  const BOOL found = ::PeekMessageW(AsMsg(message), nullptr, filterMin, filterMax, removeFlags);
+  if (found) message->message = AsMsg(message)->message;
+  return found != FALSE;
+}
+
+int GetMessageW(Message* message) {
+  const BOOL result = ::GetMessageW(AsMsg(message), nullptr, 0, 0);
+  message->message = AsMsg(message)->message;
+  return static_cast<int>(result);
+}
+
+void TranslateMessage(const Message* message) { ::TranslateMessage(AsMsg(message)); }
+
+void DispatchMessageW(const Message* message) { ::DispatchMessageW(AsMsg(message)); }
+
+bool PostThreadMessageW(std::uint32_t threadId, std::uint32_t message, std::uintptr_t wParam,
+                        std::intptr_t lParam) {
+  return ::PostThreadMessageW(threadId, message, static_cast<WPARAM>(wParam),
+                              static_cast<LPARAM>(lParam)) != FALSE;
+}
+
+WindowHandle GetAncestor(WindowHandle window, std::uint32_t flags) {
+  return ::GetAncestor(AsHwnd(window), flags);
+}
+
+namespace {
+
+struct EnumContext {
+  EnumWindowsCallback callback;
+  void* context;
+};
+
+BOOL CALLBACK EnumWindowsTrampoline(HWND window, LPARAM parameter) {
+  const auto* enumContext = reinterpret_cast<const EnumContext*>(parameter);
+  return enumContext->callback(window, enumContext->context) ? TRUE : FALSE;
+}
+
+}  // namespace
+
+bool EnumWindows(EnumWindowsCallback callback, void* context) {
+  EnumContext enumContext{callback, context};
+  return ::EnumWindows(&EnumWindowsTrampoline, reinterpret_cast<LPARAM>(&enumContext)) != FALSE;
+}
+
+bool PostMessageW(WindowHandle window, std::uint32_t message, std::uintptr_t wParam,
+                  std::intptr_t lParam) {
+  return ::PostMessageW(AsHwnd(window), message, static_cast<WPARAM>(wParam),
+                        static_cast<LPARAM>(lParam)) != FALSE;
+}
+
+bool ShowWindowAsync(WindowHandle window, int command) {
+  return ::ShowWindowAsync(AsHwnd(window), command) != FALSE;
+}
+
+bool SetWindowPos(WindowHandle window, WindowHandle insertAfter, int x, int y, int cx, int cy,
+                  std::uint32_t flags) {
+  return ::SetWindowPos(AsHwnd(window), AsHwnd(insertAfter), x, y, cx, cy, flags) != FALSE;
+}
+
+void StartDetachedThread(std::function<void()> work) {
+  // The worker owns its closure and frees it when it returns; detach raises on failure.
+  std::thread(std::move(work)).detach();
 }
 
 }  // namespace blocker::platform

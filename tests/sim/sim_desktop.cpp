@@ -1,6 +1,11 @@
 #include "sim_desktop.h"
 
 #include <algorithm>
+#include <atomic>
+#include <condition_variable>
+#include <deque>
+#include <set>
+#include <thread>
 #include <cstring>
 #include <map>
 #include <mutex>
@@ -38,6 +43,50 @@ struct Desktop {
 Desktop& D() {
   static Desktop desktop;
   return desktop;
+}
+
+struct QueuedItem {
+  bool isEvent = false;
+  std::uint32_t message = 0;
+  blocker::platform::HookHandle hook = nullptr;
+  std::uint32_t event = 0;
+  blocker::WindowHandle window = nullptr;
+  std::int32_t objectId = 0;
+  std::int32_t childId = 0;
+};
+
+struct HookRecord {
+  std::uint32_t eventMin = 0;
+  std::uint32_t eventMax = 0;
+  blocker::platform::WinEventCallback callback = nullptr;
+  std::uint32_t threadId = 0;
+};
+
+// The engine's side: hooks, message queues and workers. Taken after the desktop's lock when both
+// are needed, never before it.
+struct EngineSide {
+  std::mutex lock;
+  std::condition_variable changed;
+  std::uint32_t processId = 0;
+  std::set<blocker::WindowHandle> refusing;
+  std::map<blocker::platform::HookHandle, HookRecord> hooks;
+  std::uintptr_t nextHook = 0x5000;
+  std::map<std::uint32_t, std::deque<QueuedItem>> queues;  // a thread has one once it peeked
+  int pendingEvents = 0;
+  std::vector<std::thread> threads;
+  int threadsStarted = 0;
+};
+
+EngineSide& E() {
+  static EngineSide engine;
+  return engine;
+}
+
+std::atomic<std::uint32_t> nextThreadId{100};
+
+bool Refuses(blocker::WindowHandle window) {
+  std::lock_guard guard(E().lock);
+  return E().refusing.count(window) != 0;
 }
 
 std::string LabelLocked(blocker::WindowHandle window) {
@@ -88,6 +137,16 @@ int CopyText(const std::u16string& text, char16_t* buffer, int maxCount) {
 namespace sim {
 
 void ResetDesktop() {
+  WaitForDesktopThreads();
+  {
+    std::lock_guard guard(E().lock);
+    E().processId = 0;
+    E().refusing.clear();
+    E().hooks.clear();
+    E().queues.clear();
+    E().pendingEvents = 0;
+    E().threadsStarted = 0;
+  }
   std::lock_guard guard(D().lock);
   Desktop& d = D();
   d.windows.clear();
@@ -196,6 +255,88 @@ void SetDesktopCallHook(std::function<void(std::string_view, blocker::WindowHand
 std::vector<DesktopEvent> DesktopEvents() {
   std::lock_guard guard(D().lock);
   return D().events;
+}
+
+void SetCurrentProcessId(std::uint32_t pid) {
+  std::lock_guard guard(E().lock);
+  E().processId = pid;
+}
+
+void SetWindowRefusesActions(blocker::WindowHandle window, bool refuses) {
+  std::lock_guard guard(E().lock);
+  if (refuses) {
+    E().refusing.insert(window);
+  } else {
+    E().refusing.erase(window);
+  }
+}
+
+void AdvanceSystemTimeMs(std::int64_t milliseconds) {
+  std::lock_guard guard(D().lock);
+  D().fileTime += static_cast<std::uint64_t>(milliseconds) * 10000ULL;
+}
+
+bool DeliverWinEvent(std::uint32_t event, blocker::WindowHandle window, std::int32_t objectId,
+                     std::int32_t childId) {
+  std::lock_guard guard(E().lock);
+  bool taken = false;
+  for (const auto& [handle, hook] : E().hooks) {
+    if (event < hook.eventMin || event > hook.eventMax) continue;
+    const auto queue = E().queues.find(hook.threadId);
+    if (queue == E().queues.end()) continue;
+    QueuedItem item;
+    item.isEvent = true;
+    item.hook = handle;
+    item.event = event;
+    item.window = window;
+    item.objectId = objectId;
+    item.childId = childId;
+    queue->second.push_back(item);
+    ++E().pendingEvents;
+    taken = true;
+  }
+  if (taken) E().changed.notify_all();
+  return taken;
+}
+
+int ActiveWinEventHooks() {
+  std::lock_guard guard(E().lock);
+  return static_cast<int>(E().hooks.size());
+}
+
+void WaitForWinEventHooks(int count) {
+  std::unique_lock guard(E().lock);
+  E().changed.wait(guard, [&] { return static_cast<int>(E().hooks.size()) >= count; });
+}
+
+void WaitForWinEventsHandled() {
+  std::unique_lock guard(E().lock);
+  E().changed.wait(guard, [] { return E().pendingEvents == 0; });
+}
+
+int PendingWinEvents() {
+  std::lock_guard guard(E().lock);
+  return E().pendingEvents;
+}
+
+int WaitForDesktopThreads() {
+  int joined = 0;
+  for (;;) {
+    std::vector<std::thread> batch;
+    {
+      std::lock_guard guard(E().lock);
+      batch.swap(E().threads);
+    }
+    if (batch.empty()) return joined;
+    // Workers may start workers; the next round picks those up.
+    for (std::thread& thread : batch) thread.join();
+    joined += static_cast<int>(batch.size());
+  }
+}
+
+int DesktopThreadsStarted() {
+  std::lock_guard guard(E().lock);
+  return E().threadsStarted;
 }
 
 }  // namespace sim
@@ -352,6 +493,186 @@ std::uint32_t GetWindowsDirectoryW(char16_t* buffer, std::uint32_t size) {
 std::uint64_t GetSystemTimeAsFileTime() {
   std::lock_guard guard(D().lock);
   return D().fileTime;
+}
+
+std::uint32_t GetCurrentProcessId() {
+  std::lock_guard guard(E().lock);
+  return E().processId;
+}
+
+std::uint32_t GetCurrentThreadId() {
+  thread_local const std::uint32_t id = nextThreadId.fetch_add(4);
+  return id;
+}
+
+HookHandle SetWinEventHook(std::uint32_t eventMin, std::uint32_t eventMax,
+                           WinEventCallback callback, std::uint32_t processId,
+                           std::uint32_t threadId, std::uint32_t flags) {
+  {
+    std::lock_guard guard(D().lock);
+    D().calls.push_back("SetWinEventHook " + std::to_string(eventMin) + " " +
+                        std::to_string(eventMax) + " " + std::to_string(processId) + " " +
+                        std::to_string(threadId) + " " + std::to_string(flags));
+  }
+  if (!callback) return nullptr;
+  const std::uint32_t caller = GetCurrentThreadId();
+  std::lock_guard guard(E().lock);
+  auto* handle = reinterpret_cast<HookHandle>(E().nextHook);
+  E().nextHook += 4;
+  E().hooks[handle] = {eventMin, eventMax, callback, caller};
+  E().changed.notify_all();
+  return handle;
+}
+
+bool UnhookWinEvent(HookHandle hook) {
+  {
+    std::lock_guard guard(D().lock);
+    D().calls.push_back("UnhookWinEvent");
+  }
+  std::lock_guard guard(E().lock);
+  return E().hooks.erase(hook) != 0;
+}
+
+bool PeekMessageW(Message* message, std::uint32_t filterMin, std::uint32_t filterMax,
+                  std::uint32_t removeFlags) {
+  {
+    std::lock_guard guard(D().lock);
+    D().calls.push_back("PeekMessageW " + std::to_string(filterMin) + " " +
+                        std::to_string(filterMax) + " " + std::to_string(removeFlags));
+  }
+  const std::uint32_t caller = GetCurrentThreadId();
+  std::lock_guard guard(E().lock);
+  std::deque<QueuedItem>& queue = E().queues[caller];
+  for (const QueuedItem& item : queue) {
+    if (!item.isEvent && item.message >= filterMin && item.message <= filterMax) {
+      if (message) message->message = item.message;
+      return true;
+    }
+  }
+  return false;
+}
+
+int GetMessageW(Message* message) {
+  const std::uint32_t caller = GetCurrentThreadId();
+  for (;;) {
+    QueuedItem item;
+    WinEventCallback callback = nullptr;
+    {
+      std::unique_lock guard(E().lock);
+      std::deque<QueuedItem>& queue = E().queues[caller];
+      E().changed.wait(guard, [&] { return !queue.empty(); });
+      item = queue.front();
+      queue.pop_front();
+      if (!item.isEvent) {
+        if (message) message->message = item.message;
+        return item.message == kWmQuit ? 0 : 1;
+      }
+      const auto hook = E().hooks.find(item.hook);
+      if (hook != E().hooks.end()) callback = hook->second.callback;
+    }
+    // Out-of-context events are handed to the callback inside the wait, as Windows does.
+    if (callback) callback(item.hook, item.event, item.window, item.objectId, item.childId);
+    // Counted as handled only now, so that whatever the callback started is already started.
+    std::lock_guard guard(E().lock);
+    --E().pendingEvents;
+    E().changed.notify_all();
+  }
+}
+
+void TranslateMessage(const Message*) {}
+
+void DispatchMessageW(const Message*) {}
+
+bool PostThreadMessageW(std::uint32_t threadId, std::uint32_t message, std::uintptr_t wParam,
+                        std::intptr_t lParam) {
+  {
+    std::lock_guard guard(D().lock);
+    D().calls.push_back("PostThreadMessageW " + std::to_string(message) + " " +
+                        std::to_string(wParam) + " " + std::to_string(lParam));
+  }
+  std::lock_guard guard(E().lock);
+  // A thread without a queue cannot be posted to.
+  const auto queue = E().queues.find(threadId);
+  if (queue == E().queues.end()) return false;
+  QueuedItem item;
+  item.message = message;
+  queue->second.push_back(item);
+  E().changed.notify_all();
+  return true;
+}
+
+WindowHandle GetAncestor(WindowHandle window, std::uint32_t flags) {
+  Call call("GetAncestor", window, std::to_string(flags));
+  const sim::DesktopWindow* found = FindLocked(window);
+  if (!found) return nullptr;
+  while (found->parent && FindLocked(found->parent)) {
+    window = found->parent;
+    found = FindLocked(window);
+  }
+  return window;
+}
+
+bool EnumWindows(EnumWindowsCallback callback, void* context) {
+  std::vector<WindowHandle> topLevel;
+  {
+    std::lock_guard guard(D().lock);
+    D().calls.push_back("EnumWindows");
+    for (const auto& [handle, record] : D().windows) {
+      if (!record.window.parent) topLevel.push_back(handle);
+    }
+  }
+  // Called without the lock, so the callback may ask the desktop again.
+  for (const WindowHandle window : topLevel) {
+    if (!callback(window, context)) break;
+  }
+  return true;
+}
+
+bool PostMessageW(WindowHandle window, std::uint32_t message, std::uintptr_t wParam,
+                  std::intptr_t lParam) {
+  Call call("PostMessageW", window,
+            std::to_string(message) + " " + std::to_string(wParam) + " " + std::to_string(lParam));
+  if (!FindLocked(window)) return false;
+  return !Refuses(window);
+}
+
+bool ShowWindowAsync(WindowHandle window, int command) {
+  Call call("ShowWindowAsync", window, std::to_string(command));
+  const auto it = D().windows.find(window);
+  if (it == D().windows.end() || Refuses(window)) return false;
+  const bool visible = command != kSwHide;
+  if (it->second.window.visible != visible) {
+    it->second.window.visible = visible;
+    D().events.push_back({visible ? sim::kEventObjectShow : sim::kEventObjectHide, window});
+  }
+  return true;
+}
+
+bool SetWindowPos(WindowHandle window, WindowHandle insertAfter, int x, int y, int cx, int cy,
+                  std::uint32_t flags) {
+  Call call("SetWindowPos", window,
+            (insertAfter ? std::string("hwnd") : std::string("null")) + " " + std::to_string(x) +
+                " " + std::to_string(y) + " " + std::to_string(cx) + " " + std::to_string(cy) +
+                " " + std::to_string(flags));
+  const auto it = D().windows.find(window);
+  if (it == D().windows.end() || Refuses(window)) return false;
+  constexpr std::uint32_t kSwpShowWindow = 0x40;
+  constexpr std::uint32_t kSwpHideWindow = 0x80;
+  bool visible = it->second.window.visible;
+  if (flags & kSwpShowWindow) visible = true;
+  if (flags & kSwpHideWindow) visible = false;
+  if (it->second.window.visible != visible) {
+    it->second.window.visible = visible;
+    D().events.push_back({visible ? sim::kEventObjectShow : sim::kEventObjectHide, window});
+  }
+  return true;
+}
+
+void StartDetachedThread(std::function<void()> work) {
+  std::lock_guard guard(E().lock);
+  ++E().threadsStarted;
+  // Kept, not detached, so that a test can join every worker before it ends.
+  E().threads.emplace_back(std::move(work));
 }
 
 }  // namespace blocker::platform

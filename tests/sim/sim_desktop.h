@@ -106,4 +106,31 @@ struct DesktopEvent {
 // Created, shown, hidden and destroyed windows, in order, as the system raises the events.
 std::vector<DesktopEvent> DesktopEvents();
 
+// The engine's side of the desktop: its own process id, actions that a window refuses, window
+// events through hooks and per-thread message queues, and the workers it starts.
+
+// What GetCurrentProcessId answers; 0 until set.
+void SetCurrentProcessId(std::uint32_t pid);
+// Posts, ShowWindowAsync and SetWindowPos on the window fail and change nothing.
+void SetWindowRefusesActions(blocker::WindowHandle window, bool refuses);
+// Moves the system time on, as a sleep hook does to run delays on a simulated clock.
+void AdvanceSystemTimeMs(std::int64_t milliseconds);
+
+// Queues the event to every hook whose range holds it, as the system does for an out-of-context
+// hook: the callback runs on the hook's thread inside its GetMessageW. False when no hook took it.
+bool DeliverWinEvent(std::uint32_t event, blocker::WindowHandle window, std::int32_t objectId = 0,
+                     std::int32_t childId = 0);
+int ActiveWinEventHooks();
+// Events queued to hook threads whose callback has not yet returned.
+int PendingWinEvents();
+// Block until that many hooks are set, or until every queued event is handled. A hook thread
+// that never reads its queue keeps the second waiting.
+void WaitForWinEventHooks(int count);
+void WaitForWinEventsHandled();
+
+// Threads started through StartDetachedThread run for real; this joins every one of them,
+// including those started while it waits, and gives how many it joined.
+int WaitForDesktopThreads();
+int DesktopThreadsStarted();
+
 }  // namespace sim
