@@ -21,23 +21,23 @@ stop_session() {
 
 start_xvfb() {
   local screen="${KT_XVFB_SCREEN:-1920x1080x24}"
-  local n
-  for n in $(seq 91 140); do
-    [[ -e "/tmp/.X11-unix/X$n" || -e "/tmp/.X$n-lock" ]] && continue
-    setsid Xvfb ":$n" -screen 0 "$screen" -nolisten tcp </dev/null >"$KT_WINE_ROOT/xvfb.log" 2>&1 &
-    local pid=$!
-    local tries
-    for tries in $(seq 1 50); do
-      if [[ -e "/tmp/.X11-unix/X$n" ]]; then
-        echo "$pid" >"$KT_WINE_ROOT/xvfb.pid"
-        echo ":$n" >"$KT_WINE_ROOT/display"
-        return 0
-      fi
-      kill -0 "$pid" 2>/dev/null || break
-      sleep 0.1
-    done
-    kill "$pid" 2>/dev/null || true
+  # Xvfb picks a free display itself and writes its number to descriptor 3: two sessions
+  # starting at once can never take the same display.
+  rm -f "$KT_WINE_ROOT/display.number"
+  setsid Xvfb -displayfd 3 -screen 0 "$screen" -nolisten tcp 3>"$KT_WINE_ROOT/display.number" \
+    </dev/null >"$KT_WINE_ROOT/xvfb.log" 2>&1 &
+  local pid=$!
+  local tries
+  for tries in $(seq 1 100); do
+    if [[ -s "$KT_WINE_ROOT/display.number" ]] && [[ -e "/tmp/.X11-unix/X$(head -n1 "$KT_WINE_ROOT/display.number")" ]]; then
+      echo "$pid" >"$KT_WINE_ROOT/xvfb.pid"
+      echo ":$(head -n1 "$KT_WINE_ROOT/display.number")" >"$KT_WINE_ROOT/display"
+      return 0
+    fi
+    kill -0 "$pid" 2>/dev/null || break
+    sleep 0.1
   done
+  kill "$pid" 2>/dev/null || true
   kt_die "could not start Xvfb (see $KT_WINE_ROOT/xvfb.log)"
 }
 
