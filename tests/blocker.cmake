@@ -17,3 +17,9 @@ kt_host_test(window_blocker_test
 kt_host_test(window_blocker_stress_test
   SOURCES unit/window_blocker_stress_test.cpp
   LIBS kt_blocker_engine kt_blocker_rules kt_channels kt_log kt_sim_desktop)
+
+# The channel through the real codec, against the engine on the simulated desktop.
+kt_host_test(window_blocker_channel_test
+  SOURCES unit/window_blocker_channel_test.cpp
+  LIBS kt_blocker_channel kt_blocker_engine kt_blocker_rules kt_channels kt_log kt_fake_messenger
+       kt_sim_desktop)

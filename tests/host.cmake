@@ -15,5 +15,6 @@ kt_host_test(system_commands_test
   LIBS kt_system_commands kt_channels kt_fake_messenger kt_sim_system)
 kt_host_test(flutter_window_test
   SOURCES unit/flutter_window_test.cpp
-  LIBS kt_flutter_window kt_host_window kt_system_commands kt_channels kt_log
-       kt_sim_embedder kt_fake_messenger kt_sim_window kt_sim_system)
+  LIBS kt_flutter_window kt_host_window kt_system_commands kt_blocker_channel kt_blocker_engine
+       kt_blocker_rules kt_channels kt_log kt_sim_embedder kt_fake_messenger kt_sim_window
+       kt_sim_system kt_sim_desktop)

@@ -14,3 +14,9 @@ add_library(kt_blocker_engine STATIC ${CMAKE_CURRENT_LIST_DIR}/window_blocker.cp
 target_link_libraries(kt_blocker_engine PUBLIC kt_blocker_rules Threads::Threads)
 
 list(APPEND KT_LOGIC_LIBRARIES kt_blocker_engine)
+
+# The channel the Dart side drives the engine through.
+add_library(kt_blocker_channel STATIC ${CMAKE_CURRENT_LIST_DIR}/window_blocker_channel.cpp)
+target_link_libraries(kt_blocker_channel PUBLIC kt_blocker_engine kt_channels)
+
+list(APPEND KT_LOGIC_LIBRARIES kt_blocker_channel)

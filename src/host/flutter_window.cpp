@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "blocker/window_blocker.h"
+#include "blocker/window_blocker_channel.h"
 #include "channels/method_channel.h"
 #include "channels/standard_codec.h"
 #include "host/embedder_platform.h"
@@ -58,6 +60,16 @@ constexpr ModuleStage kModuleStages[] = {
        return true;
      },
      u"Tray icon initialized", u"", u"Tray icon initialization failed"},
+    {[](FlutterWindow&) {
+       blocker::WindowBlocker::Instance().SetOwnProcessId();
+       return true;
+     },
+     u"Window blocker initialized", u"", u"Window blocker initialization failed"},
+    {[](FlutterWindow& window) {
+       window.RegisterWindowBlockerChannel();
+       return true;
+     },
+     u"Window blocker channel registered", u"", u"Window blocker channel registration failed"},
     {[](FlutterWindow& window) {
        window.RegisterSystemCommandsChannel();
        return true;
@@ -85,6 +97,7 @@ FlutterWindow::~FlutterWindow() {
   // Released here rather than among the members, so that a message arriving while the view
   // goes away finds the pointers already empty.
   systemCommandsChannel.reset();
+  windowBlockerChannel.reset();
   flutterController.reset();
 }
 
@@ -117,6 +130,9 @@ bool FlutterWindow::OnCreate() {
 void FlutterWindow::OnDestroy() {
   // The system commands channel stays until the object goes; with the engine gone nothing
   // arrives on it.
+  windowBlockerChannel.reset();
+  // Also runs once before OnCreate, with nothing started; the engine takes that as a no-op.
+  blocker::WindowBlocker::Instance().ShutdownBlocker();
   RemoveTrayIcon();
   flutterController.reset();
   Win32Window::OnDestroy();
@@ -232,6 +248,14 @@ void FlutterWindow::RemoveTrayIcon() {
 
 void FlutterWindow::RegisterPlugins(FlutterEngine* engine) {
   host::platform::RegisterPlugins(engine->handle());
+}
+
+void FlutterWindow::RegisterWindowBlockerChannel() {
+  if (!flutterController || !flutterController->engine()) return;
+  windowBlockerChannel = std::make_unique<MethodChannel>(flutterController->engine()->messenger(),
+                                                         blocker::kWindowBlockerChannelName,
+                                                         &StandardMethodCodec::GetInstance());
+  windowBlockerChannel->SetMethodCallHandler(WindowBlockerChannelHandler);
 }
 
 void FlutterWindow::RegisterSystemCommandsChannel() {

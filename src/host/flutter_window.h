@@ -41,6 +41,7 @@ class FlutterWindow : public Win32Window {
   void RemoveTrayIcon();
   void RegisterPlugins(FlutterEngine* engine);
   void RegisterSystemCommandsChannel();
+  void RegisterWindowBlockerChannel();
 
   // The tray menu's texts, read each time the menu opens; Dart may replace them.
   std::u16string& TrayShowText() { return trayShowText; }
@@ -61,6 +62,7 @@ class FlutterWindow : public Win32Window {
 
   DartProject project;
   std::unique_ptr<FlutterViewController> flutterController;
+  std::unique_ptr<MethodChannel> windowBlockerChannel;
   std::unique_ptr<MethodChannel> systemCommandsChannel;
   host::platform::NotifyIconData trayData;
   bool trayIconAdded = false;

@@ -12,7 +12,8 @@ add_library(kt_flutter_window STATIC
   ${CMAKE_CURRENT_LIST_DIR}/flutter_view_controller.cpp
   ${CMAKE_CURRENT_LIST_DIR}/flutter_window.cpp
   ${CMAKE_CURRENT_LIST_DIR}/main_window.cpp)
-target_link_libraries(kt_flutter_window PUBLIC kt_host_window kt_system_commands kt_channels kt_log)
+target_link_libraries(kt_flutter_window
+  PUBLIC kt_host_window kt_system_commands kt_blocker_channel kt_blocker_engine kt_channels kt_log)
 
 list(APPEND KT_LOGIC_LIBRARIES kt_flutter_window kt_system_commands kt_host_window)
 list(APPEND KT_WIN32_SOURCES

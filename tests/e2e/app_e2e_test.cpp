@@ -25,6 +25,7 @@ using driver::MethodReply;
 constexpr driver::Timeout kStartTimeout = 90s;
 constexpr driver::Timeout kTimeout = 20s;
 constexpr char kSystemCommands[] = "com.kelvo.tarnel/system_commands";
+constexpr char kWindowBlocker[] = "com.kelvo.tarnel/window_blocker";
 
 constexpr uint32_t kWmFontChange = 29;
 constexpr uint32_t kWmSysCommand = 274;
@@ -164,12 +165,13 @@ TEST_F(AppTest, StartUpEventsArriveInOrder) {
   std::vector<std::string> expected = {
       "engine-created:data\\flutter_assets\ndata\\icudtl.dat\ndata\\app.so\n--dart-"
       "flag\n\xc3\xa9t\xc3\xa9"};
-  ASSERT_EQ(events.size(), 2 + std::size(kPluginRegistrars) + 1);
+  ASSERT_EQ(events.size(), 2 + std::size(kPluginRegistrars) + 2);
   EXPECT_EQ(events[0], expected[0]);
   EXPECT_EQ(events[1].rfind("view-created:", 0), 0u) << events[1];
   for (size_t i = 0; i < std::size(kPluginRegistrars); ++i) {
     EXPECT_EQ(events[2 + i], std::string("registrar:") + kPluginRegistrars[i]);
   }
+  EXPECT_EQ(events[2 + std::size(kPluginRegistrars)], std::string("handler-set:") + kWindowBlocker);
 }
 
 TEST_F(AppTest, GetIdleSecondsAnswersASixtyFourBitInteger) {
@@ -179,6 +181,21 @@ TEST_F(AppTest, GetIdleSecondsAnswersASixtyFourBitInteger) {
   ASSERT_TRUE(std::holds_alternative<int64_t>(reply.value))
       << "alternative " << reply.value.index();
   EXPECT_GE(std::get<int64_t>(reply.value), 0);
+}
+
+TEST_F(AppTest, WindowBlockerChannelAnswersStartAndSnapshot) {
+  StartApp({});
+  constexpr char kWindowBlocker[] = "com.kelvo.tarnel/window_blocker";
+  const MethodReply started =
+      driver::CallMethod(*engine_, kWindowBlocker, "startMonitoring", std::nullopt, kTimeout);
+  ASSERT_EQ(started.kind, MethodReply::Kind::kSuccess);
+  EXPECT_EQ(started.value, EncodableValue(true));
+  const MethodReply snapshot =
+      driver::CallMethod(*engine_, kWindowBlocker, "getSnapshot", std::nullopt, kTimeout);
+  ASSERT_EQ(snapshot.kind, MethodReply::Kind::kSuccess);
+  const auto* map = std::get_if<EncodableMap>(&snapshot.value);
+  ASSERT_NE(map, nullptr) << "alternative " << snapshot.value.index();
+  EXPECT_EQ(map->size(), 9u);
 }
 
 TEST_F(AppTest, UnknownMethodsAndUndecodableMessagesAreNotImplemented) {
@@ -263,6 +280,8 @@ TEST_F(AppTest, LogHoldsTheStartUpLinesInOrder) {
       "[FlutterWindow] RegisterPlugins start",
       "[FlutterWindow] RegisterPlugins done",
       "[FlutterWindow] Tray icon initialized",
+      "[FlutterWindow] Window blocker initialized",
+      "[FlutterWindow] Window blocker channel registered",
       "[FlutterWindow] System commands channel registered",
       "[FlutterWindow] OnCreate done",
       "Window created (visible)",

@@ -7,12 +7,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "blocker/window_blocker.h"
 #include "channels/standard_codec.h"
 #include "host/flutter_engine.h"
 #include "host/flutter_view_controller.h"
 #include "host/window_messages.h"
 #include "launch/app_log.h"
 #include "launch/launch_stages.h"
+#include "sim_desktop.h"
 #include "sim_embedder.h"
 #include "sim_launch.h"
 #include "sim_platform.h"
@@ -40,6 +42,8 @@ constexpr unsigned kNimDelete = 2;
 constexpr unsigned kAppMessage = 0x8000 + 5;
 
 const char* const kSystemCommands = "com.kelvo.tarnel/system_commands";
+const char* const kWindowBlocker = "com.kelvo.tarnel/window_blocker";
+constexpr std::uint32_t kOwnPid = 4321;
 
 DartProject TestProject() {
   DartProject project(u"data");
@@ -55,10 +59,17 @@ class FlutterWindowTest : public ::testing::Test {
     sim::ResetWindows();
     sim::ResetEmbedder();
     sim::ResetSystem();
+    blocker::WindowBlocker::Instance().ResetForTests();
+    sim::ResetDesktop();
+    sim::SetCurrentProcessId(kOwnPid);
     EnsureLogDirectory();
   }
 
-  void TearDown() override { window.reset(); }
+  void TearDown() override {
+    window.reset();
+    blocker::WindowBlocker::Instance().ResetForTests();
+    sim::WaitForDesktopThreads();
+  }
 
   bool Create(bool visible = true) {
     window = std::make_unique<FlutterWindow>(TestProject());
@@ -112,6 +123,8 @@ TEST_F(FlutterWindowTest, OnCreateLogsEachStageInOrder) {
       LogLines(),
       ElementsAre("[FlutterWindow] OnCreate start", "[FlutterWindow] RegisterPlugins start",
                   "[FlutterWindow] RegisterPlugins done", "[FlutterWindow] Tray icon initialized",
+                  "[FlutterWindow] Window blocker initialized",
+                  "[FlutterWindow] Window blocker channel registered",
                   "[FlutterWindow] System commands channel registered",
                   "[FlutterWindow] OnCreate done"));
 }
@@ -189,9 +202,32 @@ TEST_F(FlutterWindowTest, AThrowingTrayStageLogsItsFailureAndTheLaterStagesRun) 
               ElementsAre("[FlutterWindow] OnCreate start", "[FlutterWindow] RegisterPlugins start",
                           "[FlutterWindow] RegisterPlugins done",
                           "[FlutterWindow] Tray icon initialization failed",
+                          "[FlutterWindow] Window blocker initialized",
+                          "[FlutterWindow] Window blocker channel registered",
                           "[FlutterWindow] System commands channel registered",
                           "[FlutterWindow] OnCreate done"));
   EXPECT_TRUE(sim::EngineMessenger().HasCallback(kSystemCommands));
+  EXPECT_TRUE(sim::EngineMessenger().HasCallback(kWindowBlocker));
+}
+
+TEST_F(FlutterWindowTest, TheBlockerStageGivesTheEngineThisProcessId) {
+  ASSERT_EQ(blocker::WindowBlocker::Instance().OwnProcessId(), 0u);
+  ASSERT_TRUE(Create());
+  EXPECT_EQ(blocker::WindowBlocker::Instance().OwnProcessId(), kOwnPid);
+}
+
+TEST_F(FlutterWindowTest, TheWindowBlockerChannelAnswersGetSnapshot) {
+  ASSERT_TRUE(Create());
+  ASSERT_TRUE(sim::EngineMessenger().HasCallback(kWindowBlocker));
+  const auto bytes = StandardMethodCodec::GetInstance().EncodeMethodCall(
+      MethodCall("getSnapshot", std::make_unique<EncodableValue>()));
+  const auto responses =
+      sim::EngineMessenger().ResponsesTo(sim::EngineMessenger().Deliver(kWindowBlocker, *bytes));
+  ASSERT_EQ(responses.size(), 1u);
+  ASSERT_GE(responses[0].bytes.size(), 3u);
+  EXPECT_EQ(responses[0].bytes[0], 0x00);  // success
+  EXPECT_EQ(responses[0].bytes[1], 13);    // a map
+  EXPECT_EQ(responses[0].bytes[2], 9);     // of nine entries
 }
 
 TEST_F(FlutterWindowTest, OnCreateDoesNotShowAHiddenWindow) {
@@ -535,6 +571,32 @@ TEST_F(FlutterWindowTest, OnDestroyDeletesTheIconThenDestroysTheController) {
   EXPECT_EQ(window->Controller(), nullptr);
   EXPECT_EQ(sim::LiveEngineCount(), 0);
   EXPECT_EQ(window->GetHandle(), nullptr);
+}
+
+TEST_F(FlutterWindowTest, OnDestroyShutsTheBlockerDownAndShowsWhatItHid) {
+  blocker::WindowBlocker& engine = blocker::WindowBlocker::Instance();
+  sim::AddProcess(1200, {u"C:\\Apps\\adpop.exe"});
+  sim::DesktopWindow popup;
+  popup.pid = 1200;
+  popup.className = u"AdPopupWindow";
+  popup.title = u"Ad";
+  popup.frameBounds = blocker::Rect{100, 100, 500, 400};
+  popup.windowRect = blocker::Rect{100, 100, 500, 400};
+  const blocker::WindowHandle ad = sim::AddDesktopWindow(popup);
+  // The re-hide worker's delays run on the simulated clock.
+  sim::SetSleepHook([](unsigned ms) { sim::AdvanceSystemTimeMs(ms); });
+  ASSERT_TRUE(Create());
+  ASSERT_TRUE(engine.BlockWindowNow(ad, "hide", "r1"));
+  sim::WaitForDesktopThreads();
+  ASSERT_FALSE(sim::GetDesktopWindow(ad)->visible);
+  ASSERT_TRUE(engine.StartMonitoring());
+  sim::WaitForWinEventHooks(2);
+
+  ASSERT_TRUE(host::platform::DestroyWindow(Handle()));
+  sim::WaitForDesktopThreads();
+  EXPECT_FALSE(engine.IsRunning());
+  EXPECT_TRUE(sim::GetDesktopWindow(ad)->visible);
+  EXPECT_TRUE(engine.GetSnapshotData().blockedLogs.empty());
 }
 
 TEST_F(FlutterWindowTest, OnDestroyBeforeTheWindowExistsDoesNoHarm) {
