@@ -422,7 +422,10 @@ void WindowBlocker::HookThreadMain() {
   const platform::HookHandle showHook = platform::SetWinEventHook(
       platform::kEventObjectShow, platform::kEventObjectShow, &WinEventCallback, 0, 0,
       platform::kWineventOutOfContextSkipOwnProcess);
-  while (platform::GetMessageW(&message) > 0) {
+  // A stop that came before this thread had a queue posted nothing, or posted into nothing;
+  // it set stopRequested first, so looking once more here, after the queue exists, means no
+  // stop is ever left waiting for a message that may never come.
+  while (!stopRequested.load() && platform::GetMessageW(&message) > 0) {
     if (stopRequested.load()) break;
     platform::TranslateMessage(&message);
     platform::DispatchMessageW(&message);

@@ -73,6 +73,8 @@ struct EngineSide {
   std::uintptr_t nextHook = 0x5000;
   std::map<std::uint32_t, std::deque<QueuedItem>> queues;  // a thread has one once it peeked
   int pendingEvents = 0;
+  bool holdQueueCreation = false;
+  int heldInPeek = 0;
   std::vector<std::thread> threads;
   int threadsStarted = 0;
 };
@@ -145,6 +147,7 @@ void ResetDesktop() {
     E().hooks.clear();
     E().queues.clear();
     E().pendingEvents = 0;
+    E().holdQueueCreation = false;
     E().threadsStarted = 0;
   }
   std::lock_guard guard(D().lock);
@@ -297,6 +300,27 @@ bool DeliverWinEvent(std::uint32_t event, blocker::WindowHandle window, std::int
   }
   if (taken) E().changed.notify_all();
   return taken;
+}
+
+void HoldMessageQueueCreation(bool hold) {
+  std::lock_guard guard(E().lock);
+  E().holdQueueCreation = hold;
+  E().changed.notify_all();
+}
+
+void WaitForThreadHeldBeforeItsQueue() {
+  std::unique_lock guard(E().lock);
+  E().changed.wait(guard, [] { return E().heldInPeek > 0; });
+}
+
+void QuitEveryMessageLoop() {
+  std::lock_guard guard(E().lock);
+  for (auto& [thread, queue] : E().queues) {
+    QueuedItem item;
+    item.message = blocker::platform::kWmQuit;
+    queue.push_back(item);
+  }
+  E().changed.notify_all();
 }
 
 int ActiveWinEventHooks() {
@@ -541,7 +565,13 @@ bool PeekMessageW(Message* message, std::uint32_t filterMin, std::uint32_t filte
                         std::to_string(filterMax) + " " + std::to_string(removeFlags));
   }
   const std::uint32_t caller = GetCurrentThreadId();
-  std::lock_guard guard(E().lock);
+  std::unique_lock guard(E().lock);
+  if (E().holdQueueCreation && E().queues.count(caller) == 0) {
+    ++E().heldInPeek;
+    E().changed.notify_all();
+    E().changed.wait(guard, [] { return !E().holdQueueCreation; });
+    --E().heldInPeek;
+  }
   std::deque<QueuedItem>& queue = E().queues[caller];
   for (const QueuedItem& item : queue) {
     if (!item.isEvent && item.message >= filterMin && item.message <= filterMax) {
@@ -585,20 +615,24 @@ void DispatchMessageW(const Message*) {}
 
 bool PostThreadMessageW(std::uint32_t threadId, std::uint32_t message, std::uintptr_t wParam,
                         std::intptr_t lParam) {
+  bool posted = false;
   {
-    std::lock_guard guard(D().lock);
-    D().calls.push_back("PostThreadMessageW " + std::to_string(message) + " " +
-                        std::to_string(wParam) + " " + std::to_string(lParam));
+    std::lock_guard guard(E().lock);
+    // A thread without a queue cannot be posted to.
+    const auto queue = E().queues.find(threadId);
+    if (queue != E().queues.end()) {
+      QueuedItem item;
+      item.message = message;
+      queue->second.push_back(item);
+      E().changed.notify_all();
+      posted = true;
+    }
   }
-  std::lock_guard guard(E().lock);
-  // A thread without a queue cannot be posted to.
-  const auto queue = E().queues.find(threadId);
-  if (queue == E().queues.end()) return false;
-  QueuedItem item;
-  item.message = message;
-  queue->second.push_back(item);
-  E().changed.notify_all();
-  return true;
+  // Journaled once the post is decided, so that a test seeing it knows the outcome is fixed.
+  std::lock_guard guard(D().lock);
+  D().calls.push_back("PostThreadMessageW " + std::to_string(message) + " " +
+                      std::to_string(wParam) + " " + std::to_string(lParam));
+  return posted;
 }
 
 WindowHandle GetAncestor(WindowHandle window, std::uint32_t flags) {

@@ -120,6 +120,12 @@ void AdvanceSystemTimeMs(std::int64_t milliseconds);
 // hook: the callback runs on the hook's thread inside its GetMessageW. False when no hook took it.
 bool DeliverWinEvent(std::uint32_t event, blocker::WindowHandle window, std::int32_t objectId = 0,
                      std::int32_t childId = 0);
+// While held, a thread's first PeekMessageW waits before its queue exists, so that a post to
+// it fails as it does to a thread that has no queue yet.
+void HoldMessageQueueCreation(bool hold);
+void WaitForThreadHeldBeforeItsQueue();
+// Posts WM_QUIT to every thread that has a queue: frees a test that went wrong.
+void QuitEveryMessageLoop();
 int ActiveWinEventHooks();
 // Events queued to hook threads whose callback has not yet returned.
 int PendingWinEvents();

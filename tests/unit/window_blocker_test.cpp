@@ -4,7 +4,10 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <future>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "blocker/window_block_rule.h"
@@ -850,6 +853,23 @@ TEST_F(WindowBlockerTest, StartMonitoringTwiceStartsOneThreadAndGivesTrueBothTim
 TEST_F(WindowBlockerTest, StopMonitoringWhenNotRunningDoesNothing) {
   Engine().StopMonitoring();
   EXPECT_EQ(CountCallsStarting("PostThreadMessageW"), 0);
+}
+
+TEST_F(WindowBlockerTest, StopBeforeTheHookThreadHasAQueueStillEndsIt) {
+  sim::HoldMessageQueueCreation(true);
+  ASSERT_TRUE(Engine().StartMonitoring());
+  sim::WaitForThreadHeldBeforeItsQueue();
+  // The hook thread has stored its id but has no queue: the WM_QUIT of the stop is lost.
+  auto stopped = std::async(std::launch::async, [] { Engine().StopMonitoring(); });
+  while (CountCalls("PostThreadMessageW 18 0 0") == 0) std::this_thread::yield();
+  sim::HoldMessageQueueCreation(false);
+  // Nothing else will ever reach that queue; a wait here means the stop hangs.
+  const bool ended = stopped.wait_for(std::chrono::seconds(30)) == std::future_status::ready;
+  if (!ended) sim::QuitEveryMessageLoop();
+  stopped.get();
+  EXPECT_TRUE(ended) << "StopMonitoring waited for a message that never came";
+  EXPECT_FALSE(Engine().IsRunning());
+  EXPECT_EQ(sim::ActiveWinEventHooks(), 0);
 }
 
 TEST_F(WindowBlockerTest, MonitoringRestartsAfterStop) {
