@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "app_session.h"
 #include "engine_driver.h"
 #include "method_calls.h"
 #include "wine_process.h"
@@ -30,9 +31,7 @@ constexpr char kWindowBlocker[] = "com.kelvo.tarnel/window_blocker";
 constexpr uint32_t kWmFontChange = 29;
 constexpr uint32_t kWmSysCommand = 274;
 constexpr uint64_t kScClose = 61536;
-constexpr uint32_t kMsgTrayIcon = 1025;
 constexpr uint32_t kMsgShowWindow = 1034;
-constexpr uint64_t kWmRButtonUp = 517;
 
 const char* const kPluginRegistrars[] = {"ConnectivityPlusWindowsPlugin",
                                          "DesktopMultiWindowPlugin",
@@ -46,69 +45,20 @@ const char* const kPluginRegistrars[] = {"ConnectivityPlusWindowsPlugin",
                                          "VolumeControllerPluginCApi",
                                          "WindowManagerPlugin"};
 
-std::string AppExe() { return driver::WindowsBin() + "/KelvoTarnel.exe"; }
-std::string AppLog() {
-  return driver::WineRoot() + "/prefix/drive_c/ProgramData/KelvoTarnel/logs/app.log";
-}
+using e2e::AppExe;
+using e2e::AppLog;
+using e2e::EndAllInstances;
+using e2e::LogHas;
+using e2e::LogMessages;
+using e2e::RunInSession;
 
-// A command in the session's display, with its exit status.
-int RunInSession(const std::string& command) {
-  const std::string display = driver::ReadFile(driver::WineRoot() + "/display");
-  const std::string full = "export DISPLAY=" + display.substr(0, display.find('\n')) +
-                           " WINEPREFIX=" + driver::WineRoot() + "/prefix WINEDEBUG=-all; " +
-                           command + " >/dev/null 2>&1";
-  return ::system(full.c_str());
-}
-
-// Wine maps a shown Win32 window to a mapped X window with the same title.
-bool MainWindowVisible() {
-  return RunInSession("xdotool search --onlyvisible --name '^ZMS$'") == 0;
-}
+using e2e::MainWindowVisible;
 
 bool WaitForVisibility(bool visible, driver::Timeout timeout) {
-  const auto deadline = std::chrono::steady_clock::now() + timeout;
-  while (std::chrono::steady_clock::now() < deadline) {
-    if (MainWindowVisible() == visible) return true;
-    std::this_thread::sleep_for(100ms);
-  }
-  return false;
+  return e2e::WaitForMainWindowVisibility(visible, timeout);
 }
 
-std::vector<std::string> LogMessages() {
-  std::vector<std::string> lines;
-  std::string text = driver::ReadFile(AppLog());
-  size_t start = 0;
-  while (start < text.size()) {
-    size_t end = text.find("\r\n", start);
-    if (end == std::string::npos) end = text.size();
-    std::string line = text.substr(start, end - start);
-    if (line.rfind("[FlutterWindow] ", 0) != 0) {
-      const size_t stamp = line.find("] ");
-      if (stamp != std::string::npos) line = line.substr(stamp + 2);
-    }
-    lines.push_back(line);
-    start = end + 2;
-  }
-  return lines;
-}
-
-bool LogHas(const std::string& message) {
-  for (const auto& line : LogMessages()) {
-    if (line == message) return true;
-  }
-  return false;
-}
-
-// The channel handlers are set inside window creation; the driver's last start-up line comes
-// after it, just before the message loop.
-void WaitForMessageLoop() {
-  const auto deadline = std::chrono::steady_clock::now() + kTimeout;
-  while (!LogHas("Flutter Dart code initialization should start now...")) {
-    ASSERT_LT(std::chrono::steady_clock::now(), deadline)
-        << "the application never reached its message loop";
-    std::this_thread::sleep_for(50ms);
-  }
-}
+void WaitForMessageLoop() { e2e::WaitForMessageLoop(kTimeout); }
 
 class AppTest : public ::testing::Test {
  protected:
@@ -129,8 +79,6 @@ class AppTest : public ::testing::Test {
     if (HasFailure()) std::cerr << "app output:\n" << driver::ReadFile(dir_ + "/app.log") << "\n";
     std::filesystem::remove_all(dir_);
   }
-
-  static void EndAllInstances() { RunInSession("timeout 30 wine taskkill /F /IM KelvoTarnel.exe"); }
 
   void StartApp(const std::vector<std::string>& arguments) {
     port_ = driver::FreePort();
@@ -185,7 +133,6 @@ TEST_F(AppTest, GetIdleSecondsAnswersASixtyFourBitInteger) {
 
 TEST_F(AppTest, WindowBlockerChannelAnswersStartAndSnapshot) {
   StartApp({});
-  constexpr char kWindowBlocker[] = "com.kelvo.tarnel/window_blocker";
   const MethodReply started =
       driver::CallMethod(*engine_, kWindowBlocker, "startMonitoring", std::nullopt, kTimeout);
   ASSERT_EQ(started.kind, MethodReply::Kind::kSuccess);
@@ -226,15 +173,7 @@ TEST_F(AppTest, FontChangeReloadsTheEnginesFonts) {
 
 TEST_F(AppTest, TrayMenuExitItemEndsTheProcessWithCodeZero) {
   StartApp({});
-  // The menu runs its own loop inside the message; choose the exit item from the keyboard.
-  engine_->SendFrame(
-      frames::WindowMessage{driver::EngineDriver::NextId(), kMsgTrayIcon, 0, kWmRButtonUp, {}});
-  std::optional<int> exit;
-  for (int attempt = 0; attempt < 20 && !exit; ++attempt) {
-    std::this_thread::sleep_for(500ms);
-    RunInSession("xdotool key Down Down Return");
-    exit = app_.Wait(1s);
-  }
+  const std::optional<int> exit = e2e::ExitThroughTrayMenu(*engine_, app_);
   ASSERT_TRUE(exit.has_value()) << "the exit item did not end the process";
   EXPECT_EQ(*exit, 0);
 }

@@ -1,0 +1,343 @@
+// A program whose windows the blocker acts on under Wine. It connects to a Linux test over TCP
+// and opens, shows and reports on top-level windows as told, one command per line:
+//
+//   open CLASS<TAB>TITLE<TAB>WIDTH<TAB>HEIGHT<TAB>SHOW  -> ok HWND
+//   show HWND | notify HWND                            -> ok
+//   state HWND          -> ok visible|hidden|gone CLOSES SYSCLOSES
+//   latency N CLASS<TAB>TITLE  -> ok MICROSECONDS...  (shown until hidden by someone else)
+//   hooklatency N             -> ok MICROSECONDS...  (shown until this program's own hook sees it)
+//   quit
+//
+// Wine never raises EVENT_OBJECT_SHOW, so every show raises it here, as Windows would.
+#include <winsock2.h>
+#include <windows.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <set>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+constexpr DWORD kSettleMs = 250;  // longer than the rescans that the create event starts
+constexpr DWORD kLatencyLimitMs = 5000;
+
+struct WindowRecord {
+  int closes = 0;
+  int sysCloses = 0;
+  LONGLONG hiddenAt = 0;  // performance counter at the first hide
+};
+
+std::map<HWND, WindowRecord> records;
+std::set<std::wstring> registeredClasses;
+
+LONGLONG Now() {
+  LARGE_INTEGER counter;
+  QueryPerformanceCounter(&counter);
+  return counter.QuadPart;
+}
+
+long long Microseconds(LONGLONG from, LONGLONG to) {
+  LARGE_INTEGER frequency;
+  QueryPerformanceFrequency(&frequency);
+  return (to - from) * 1000000LL / frequency.QuadPart;
+}
+
+void NoteHidden(HWND window) {
+  WindowRecord& record = records[window];
+  if (record.hiddenAt == 0) record.hiddenAt = Now();
+}
+
+LRESULT CALLBACK TargetProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+  switch (message) {
+    case WM_CLOSE:
+      ++records[window].closes;
+      break;
+    case WM_SYSCOMMAND:
+      if ((wParam & 0xFFF0) == SC_CLOSE) ++records[window].sysCloses;
+      break;
+    case WM_SHOWWINDOW:
+      if (!wParam) NoteHidden(window);
+      break;
+    case WM_WINDOWPOSCHANGED:
+      if (reinterpret_cast<const WINDOWPOS*>(lParam)->flags & SWP_HIDEWINDOW) NoteHidden(window);
+      break;
+    default:
+      break;
+  }
+  return DefWindowProcW(window, message, wParam, lParam);
+}
+
+std::wstring Wide(const std::string& text) {
+  if (text.empty()) return {};
+  const int size =
+      MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0);
+  std::wstring wide(static_cast<size_t>(size), L'\0');
+  MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), wide.data(), size);
+  return wide;
+}
+
+HWND OpenWindow(const std::wstring& className, const std::wstring& title, int width, int height) {
+  if (registeredClasses.insert(className).second) {
+    WNDCLASSW windowClass{};
+    windowClass.lpfnWndProc = TargetProc;
+    windowClass.hInstance = GetModuleHandleW(nullptr);
+    windowClass.hCursor = LoadCursorW(nullptr, MAKEINTRESOURCEW(32512));
+    windowClass.hbrBackground = reinterpret_cast<HBRUSH>(COLOR_WINDOW + 1);
+    windowClass.lpszClassName = className.c_str();
+    RegisterClassW(&windowClass);
+  }
+  static int offset = 0;
+  offset = (offset + 37) % 400;
+  HWND window = CreateWindowExW(0, className.c_str(), title.c_str(), WS_OVERLAPPEDWINDOW,
+                                60 + offset, 60 + offset, width, height, nullptr, nullptr,
+                                GetModuleHandleW(nullptr), nullptr);
+  if (window) records[window] = {};
+  return window;
+}
+
+void RaiseShow(HWND window) {
+  NotifyWinEvent(EVENT_OBJECT_SHOW, window, OBJID_WINDOW, CHILDID_SELF);
+}
+
+void PumpMessages() {
+  MSG message;
+  while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+    TranslateMessage(&message);
+    DispatchMessageW(&message);
+  }
+}
+
+// Runs this thread's windows until `done` holds or the time is up.
+template <typename Done>
+bool PumpUntil(DWORD limitMs, Done done) {
+  const ULONGLONG end = GetTickCount64() + limitMs;
+  for (;;) {
+    PumpMessages();
+    if (done()) return true;
+    const ULONGLONG now = GetTickCount64();
+    if (now >= end) return false;
+    MsgWaitForMultipleObjects(0, nullptr, FALSE, static_cast<DWORD>(end - now), QS_ALLINPUT);
+  }
+}
+
+HWND ParseHandle(const std::string& text) {
+  return reinterpret_cast<HWND>(static_cast<uintptr_t>(std::strtoull(text.c_str(), nullptr, 10)));
+}
+
+std::vector<std::string> SplitTabs(const std::string& text) {
+  std::vector<std::string> parts;
+  size_t start = 0;
+  for (;;) {
+    const size_t tab = text.find('\t', start);
+    parts.push_back(text.substr(start, tab - start));
+    if (tab == std::string::npos) return parts;
+    start = tab + 1;
+  }
+}
+
+// Each window starts hidden and rests until the rescans of its create event are over, so that
+// only the show event can act on it.
+std::string MeasureUntilHidden(int count, const std::wstring& className,
+                               const std::wstring& title) {
+  std::string reply = "ok";
+  for (int i = 0; i < count; ++i) {
+    HWND window = OpenWindow(className, title, 400, 300);
+    if (!window) return "error CreateWindowExW " + std::to_string(GetLastError());
+    PumpUntil(kSettleMs, [] { return false; });
+    ShowWindow(window, SW_SHOWNOACTIVATE);
+    const LONGLONG shown = Now();
+    records[window].hiddenAt = 0;
+    RaiseShow(window);
+    const bool hidden = PumpUntil(kLatencyLimitMs, [&] {
+      if (!IsWindowVisible(window)) NoteHidden(window);
+      return records[window].hiddenAt != 0;
+    });
+    reply += ' ';
+    reply += std::to_string(hidden ? Microseconds(shown, records[window].hiddenAt) : -1);
+    DestroyWindow(window);
+  }
+  return reply;
+}
+
+// The bare hook: a thread of this program with an out-of-context hook for EVENT_OBJECT_SHOW.
+std::atomic<HWND> awaitedWindow{nullptr};
+std::atomic<LONGLONG> eventAt{0};
+
+void CALLBACK BareHookCallback(HWINEVENTHOOK, DWORD event, HWND window, LONG objectId, LONG childId,
+                               DWORD, DWORD) {
+  if (event == EVENT_OBJECT_SHOW && objectId == OBJID_WINDOW && childId == CHILDID_SELF &&
+      window == awaitedWindow.load()) {
+    LONGLONG expected = 0;
+    eventAt.compare_exchange_strong(expected, Now());
+  }
+}
+
+std::string MeasureBareHook(int count) {
+  std::atomic<DWORD> hookThreadId{0};
+  std::atomic<bool> hooked{false};
+  std::thread hookThread([&] {
+    MSG message;
+    PeekMessageW(&message, nullptr, WM_USER, WM_USER, PM_NOREMOVE);
+    HWINEVENTHOOK hook = SetWinEventHook(EVENT_OBJECT_SHOW, EVENT_OBJECT_SHOW, nullptr,
+                                         BareHookCallback, 0, 0, WINEVENT_OUTOFCONTEXT);
+    hooked.store(hook != nullptr);
+    hookThreadId.store(GetCurrentThreadId());
+    while (GetMessageW(&message, nullptr, 0, 0) > 0) DispatchMessageW(&message);
+    if (hook) UnhookWinEvent(hook);
+  });
+  while (hookThreadId.load() == 0) Sleep(1);
+  std::string reply = hooked.load() ? "ok" : "error SetWinEventHook";
+  for (int i = 0; hooked.load() && i < count; ++i) {
+    HWND window = OpenWindow(L"KtBareHookProbe", L"bare hook probe", 400, 300);
+    PumpUntil(kSettleMs, [] { return false; });
+    eventAt.store(0);
+    awaitedWindow.store(window);
+    ShowWindow(window, SW_SHOWNOACTIVATE);
+    const LONGLONG shown = Now();
+    RaiseShow(window);
+    const bool seen = PumpUntil(kLatencyLimitMs, [] { return eventAt.load() != 0; });
+    reply += ' ';
+    reply += std::to_string(seen ? Microseconds(shown, eventAt.load()) : -1);
+    awaitedWindow.store(nullptr);
+    DestroyWindow(window);
+  }
+  PostThreadMessageW(hookThreadId.load(), WM_QUIT, 0, 0);
+  hookThread.join();
+  return reply;
+}
+
+std::string Execute(const std::string& line, bool* quit) {
+  std::istringstream words(line);
+  std::string verb;
+  words >> verb;
+  std::string rest;
+  std::getline(words, rest);
+  if (!rest.empty() && rest.front() == ' ') rest = rest.substr(1);
+  if (verb == "open") {
+    const std::vector<std::string> fields = SplitTabs(rest);
+    if (fields.size() != 5) return "error open wants 5 fields";
+    HWND window = OpenWindow(Wide(fields[0]), Wide(fields[1]), std::atoi(fields[2].c_str()),
+                             std::atoi(fields[3].c_str()));
+    if (!window) return "error CreateWindowExW " + std::to_string(GetLastError());
+    if (fields[4] == "1") {
+      ShowWindow(window, SW_SHOWNOACTIVATE);
+      RaiseShow(window);
+    }
+    return "ok " + std::to_string(reinterpret_cast<uintptr_t>(window));
+  }
+  if (verb == "show" || verb == "notify") {
+    HWND window = ParseHandle(rest);
+    if (!IsWindow(window)) return "error no such window";
+    if (verb == "show") ShowWindow(window, SW_SHOWNOACTIVATE);
+    RaiseShow(window);
+    return "ok";
+  }
+  if (verb == "state") {
+    PumpMessages();
+    HWND window = ParseHandle(rest);
+    const WindowRecord& record = records[window];
+    const char* state = !IsWindow(window) ? "gone" : IsWindowVisible(window) ? "visible" : "hidden";
+    return std::string("ok ") + state + " " + std::to_string(record.closes) + " " +
+           std::to_string(record.sysCloses);
+  }
+  if (verb == "latency") {
+    std::istringstream arguments(rest);
+    int count = 0;
+    arguments >> count;
+    std::string names;
+    std::getline(arguments, names);
+    if (!names.empty() && names.front() == ' ') names = names.substr(1);
+    const std::vector<std::string> fields = SplitTabs(names);
+    if (count < 1 || fields.size() != 2) return "error latency wants N CLASS<TAB>TITLE";
+    return MeasureUntilHidden(count, Wide(fields[0]), Wide(fields[1]));
+  }
+  if (verb == "hooklatency") {
+    const int count = std::atoi(rest.c_str());
+    if (count < 1) return "error hooklatency wants N";
+    return MeasureBareHook(count);
+  }
+  if (verb == "quit") {
+    *quit = true;
+    return "ok";
+  }
+  return "error unknown command " + verb;
+}
+
+bool SendAll(SOCKET socket, const std::string& text) {
+  size_t sent = 0;
+  while (sent < text.size()) {
+    const int n = send(socket, text.data() + sent, static_cast<int>(text.size() - sent), 0);
+    if (n == SOCKET_ERROR) {
+      if (WSAGetLastError() == WSAEWOULDBLOCK) {
+        Sleep(1);
+        continue;
+      }
+      return false;
+    }
+    sent += static_cast<size_t>(n);
+  }
+  return true;
+}
+
+int Serve(SOCKET socket) {
+  WSAEVENT readable = WSACreateEvent();
+  WSAEventSelect(socket, readable, FD_READ | FD_CLOSE);
+  std::string buffer;
+  bool quit = false;
+  while (!quit) {
+    const DWORD woke = MsgWaitForMultipleObjects(1, &readable, FALSE, INFINITE, QS_ALLINPUT);
+    if (woke == WAIT_OBJECT_0 + 1) {
+      PumpMessages();
+      continue;
+    }
+    WSAResetEvent(readable);
+    char chunk[4096];
+    for (;;) {
+      const int n = recv(socket, chunk, sizeof(chunk), 0);
+      if (n == 0) quit = true;  // the test is gone
+      if (n <= 0) break;
+      buffer.append(chunk, static_cast<size_t>(n));
+    }
+    size_t end;
+    while (!quit && (end = buffer.find('\n')) != std::string::npos) {
+      const std::string line = buffer.substr(0, end);
+      buffer.erase(0, end + 1);
+      if (!SendAll(socket, Execute(line, &quit) + "\n")) quit = true;
+    }
+  }
+  WSACloseEvent(readable);
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 2) {
+    std::fprintf(stderr, "usage: blocker_target PORT\n");
+    return 2;
+  }
+  WSADATA data;
+  if (WSAStartup(MAKEWORD(2, 2), &data) != 0) return 3;
+  SOCKET socket = ::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(static_cast<u_short>(std::atoi(argv[1])));
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  if (socket == INVALID_SOCKET ||
+      connect(socket, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0) {
+    std::fprintf(stderr, "blocker_target: cannot connect to port %s (%d)\n", argv[1],
+                 WSAGetLastError());
+    WSACleanup();
+    return 4;
+  }
+  const int code = Serve(socket);
+  closesocket(socket);
+  WSACleanup();
+  return code;
+}
