@@ -15,8 +15,13 @@ if(KT_WINE_TESTS AND TARGET kt_wine_process AND TARGET kt_channels)
 
   # Super block hides every window it may, so the blocker meets the other tests' windows only in
   # a session of its own.
+  add_library(kt_blocker_target_client STATIC ${CMAKE_CURRENT_SOURCE_DIR}/e2e/blocker_target_client.cpp)
+  target_include_directories(kt_blocker_target_client PUBLIC ${CMAKE_CURRENT_SOURCE_DIR}/e2e)
+  target_link_libraries(kt_blocker_target_client PUBLIC kt_engine_driver kt_wine_process)
+
   add_executable(blocker_e2e_test ${CMAKE_CURRENT_SOURCE_DIR}/e2e/blocker_e2e_test.cpp)
-  target_link_libraries(blocker_e2e_test PRIVATE kt_app_session kt_method_calls GTest::gtest_main)
+  target_link_libraries(blocker_e2e_test PRIVATE kt_app_session kt_blocker_target_client kt_method_calls
+    GTest::gtest_main)
   add_test(NAME blocker_e2e_test
     COMMAND bash ${CMAKE_CURRENT_SOURCE_DIR}/wine/in_own_session.sh $<TARGET_FILE:blocker_e2e_test>)
   string(REPLACE "KT_WINE_ROOT=${kt_standin_wine_root}" "KT_WINE_ROOT=${PROJECT_SOURCE_DIR}/build/wine-blocker"
@@ -27,5 +32,5 @@ endif()
 if(TARGET kt_method_calls)
   # The main job's stand-in for Dart.
   add_executable(demo_driver ${PROJECT_SOURCE_DIR}/tools/demo/demo_driver.cpp)
-  target_link_libraries(demo_driver PRIVATE kt_method_calls)
+  target_link_libraries(demo_driver PRIVATE kt_method_calls kt_blocker_target_client)
 endif()

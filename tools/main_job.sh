@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # The main job: builds the real executable and shows it working under Wine. It answers password
 # questions from sample files, shows and unlocks the native lock screen, then runs the full
-# application with the engine stand-in and plays Dart against it, keeping screenshots.
+# application with the engine stand-in and plays Dart against it, window blocker included,
+# keeping screenshots.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 bash tools/install_dependencies.sh
@@ -52,7 +53,7 @@ port=$((20000 + RANDOM % 20000))
 KT_ENGINE_PORT=$port bash tools/wine/run.sh -t 120 "$KT_WINDOWS_BIN/KelvoTarnel.exe" </dev/null \
   >"$KT_WINE_ROOT/app-output.log" 2>&1 &
 app=$!
-build/host/tests/demo_driver "$port"
+build/host/tests/demo_driver "$port" "$shots/blocker.png"
 sleep 1
 import -window root "$shots/application.png"
 echo "  screenshot: $shots/application.png"

@@ -26,6 +26,7 @@ std::string SourceRoot() { return KT_SOURCE_ROOT; }
 std::string WineRoot() { return Env("KT_WINE_ROOT", KT_DEFAULT_WINE_ROOT); }
 std::string WindowsBin() { return Env("KT_WINDOWS_BIN", KT_DEFAULT_WINDOWS_BIN); }
 std::string WindowsTests() { return Env("KT_WINDOWS_TESTS", KT_DEFAULT_WINDOWS_TESTS); }
+std::string DriveC() { return WineRoot() + "/prefix/drive_c"; }
 
 bool OnPath(const std::string& program) {
   std::stringstream path(Env("PATH", ""));

@@ -17,6 +17,7 @@ std::string SourceRoot();
 std::string WineRoot();    // KT_WINE_ROOT, else this build's default
 std::string WindowsBin();  // KT_WINDOWS_BIN, else this build's default
 std::string WindowsTests();
+std::string DriveC();  // the prefix's C: drive on this machine
 bool OnPath(const std::string& program);
 
 // A port nobody listens on right now; the program binds it a moment later.

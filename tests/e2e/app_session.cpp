@@ -6,13 +6,13 @@
 #include <chrono>
 #include <thread>
 
+#include "wine_process.h"
+
 namespace e2e {
 
 std::string AppExe() { return driver::WindowsBin() + "/KelvoTarnel.exe"; }
 
-std::string DriveC() { return driver::WineRoot() + "/prefix/drive_c"; }
-
-std::string AppLog() { return DriveC() + "/ProgramData/KelvoTarnel/logs/app.log"; }
+std::string AppLog() { return driver::DriveC() + "/ProgramData/KelvoTarnel/logs/app.log"; }
 
 int RunInSession(const std::string& command) {
   const std::string display = driver::ReadFile(driver::WineRoot() + "/display");

@@ -13,8 +13,6 @@ namespace e2e {
 
 std::string AppExe();
 std::string AppLog();
-// The prefix's C: drive on this machine's file system.
-std::string DriveC();
 
 // A command in the session's display, with its exit status.
 int RunInSession(const std::string& command);

@@ -3,21 +3,15 @@
 // placed inside the prefix, so that their paths are the ones a managed PC would report.
 #include <gtest/gtest.h>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "app_session.h"
+#include "blocker_target_client.h"
 #include "engine_driver.h"
 #include "method_calls.h"
 #include "wine_process.h"
@@ -27,6 +21,8 @@ namespace {
 using namespace std::chrono_literals;
 using driver::EngineDriver;
 using driver::MethodReply;
+using e2e::Target;
+using e2e::WindowsPathOf;
 
 constexpr driver::Timeout kStartTimeout = 90s;
 constexpr driver::Timeout kTimeout = 20s;
@@ -39,121 +35,11 @@ constexpr char kAllowedProgram[] = "tests/allowed_app.exe";
 constexpr char kProductFolderProgram[] = "tests/KelvoTarnel/blocker_target.exe";
 constexpr char kWindowsFolderProgram[] = "windows/kttests/blocker_target.exe";
 
-std::string WindowsPathOf(const std::string& driveCRelative) {
-  std::string path = "C:\\" + driveCRelative;
-  std::replace(path.begin(), path.end(), '/', '\\');
-  return path;
-}
-
 int64_t NowMs() {
   return std::chrono::duration_cast<std::chrono::milliseconds>(
              std::chrono::system_clock::now().time_since_epoch())
       .count();
 }
-
-// One running copy of blocker_target.exe, connected to this test over TCP.
-class Target {
- public:
-  Target(const std::string& driveCRelative, const std::string& logDir) {
-    const std::filesystem::path copy = e2e::DriveC() + "/" + driveCRelative;
-    std::filesystem::create_directories(copy.parent_path());
-    std::filesystem::copy_file(driver::WindowsTests() + "/blocker_target.exe", copy,
-                               std::filesystem::copy_options::overwrite_existing);
-    listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    if (listener_ < 0 || ::bind(listener_, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
-        ::listen(listener_, 1) != 0 ||
-        ::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
-      throw driver::DriverError("cannot listen for " + driveCRelative);
-    }
-    std::string log = logDir + "/" + copy.filename().string() + ".log";
-    process_.Start(WindowsPathOf(driveCRelative), {std::to_string(ntohs(address.sin_port))}, {},
-                   log, 600);
-    pollfd waiting{listener_, POLLIN, 0};
-    if (::poll(&waiting, 1, 60000) != 1)
-      throw driver::DriverError(driveCRelative + " never connected: " + driver::ReadFile(log));
-    connection_ = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
-    if (connection_ < 0) throw driver::DriverError("accept failed for " + driveCRelative);
-  }
-
-  ~Target() {
-    if (connection_ >= 0) {
-      try {
-        Command("quit", 5s);
-      } catch (const driver::DriverError&) {
-      }
-      ::close(connection_);
-    }
-    if (process_.running() && !process_.Wait(5s)) process_.Kill();
-    if (listener_ >= 0) ::close(listener_);
-  }
-
-  Target(const Target&) = delete;
-  Target& operator=(const Target&) = delete;
-
-  // The answer's words after "ok"; anything else throws.
-  std::vector<std::string> Command(const std::string& line, driver::Timeout timeout = kTimeout) {
-    const std::string text = line + "\n";
-    if (::send(connection_, text.data(), text.size(), MSG_NOSIGNAL) !=
-        static_cast<ssize_t>(text.size()))
-      throw driver::DriverError("cannot send " + line);
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    size_t end;
-    while ((end = buffer_.find('\n')) == std::string::npos) {
-      const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-          deadline - std::chrono::steady_clock::now());
-      pollfd readable{connection_, POLLIN, 0};
-      char chunk[4096];
-      ssize_t n = 0;
-      if (left.count() <= 0 || ::poll(&readable, 1, static_cast<int>(left.count())) != 1 ||
-          (n = ::recv(connection_, chunk, sizeof chunk, 0)) <= 0)
-        throw driver::DriverError("no answer to " + line);
-      buffer_.append(chunk, static_cast<size_t>(n));
-    }
-    const std::string answer = buffer_.substr(0, end);
-    buffer_.erase(0, end + 1);
-    std::istringstream words(answer);
-    std::vector<std::string> result;
-    std::string word;
-    words >> word;
-    if (word != "ok") throw driver::DriverError(line + " -> " + answer);
-    while (words >> word) result.push_back(word);
-    return result;
-  }
-
-  int64_t Open(const std::string& className, const std::string& title, bool show = true) {
-    return std::stoll(
-        Command("open " + className + "\t" + title + "\t400\t300\t" + (show ? "1" : "0")).at(0));
-  }
-  void Notify(int64_t window) { Command("notify " + std::to_string(window)); }
-
-  struct State {
-    std::string visibility;  // visible, hidden or gone
-    int closes = 0;
-    int sysCloses = 0;
-  };
-  State StateOf(int64_t window) {
-    const auto words = Command("state " + std::to_string(window));
-    return {words.at(0), std::stoi(words.at(1)), std::stoi(words.at(2))};
-  }
-  bool WaitFor(int64_t window, const std::string& visibility, driver::Timeout timeout = kTimeout) {
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    while (StateOf(window).visibility != visibility) {
-      if (std::chrono::steady_clock::now() >= deadline) return false;
-      std::this_thread::sleep_for(50ms);
-    }
-    return true;
-  }
-
- private:
-  driver::WineProcess process_;
-  int listener_ = -1;
-  int connection_ = -1;
-  std::string buffer_;
-};
 
 EncodableMap Rule(const std::string& id, const std::string& key, const std::string& value,
                   const std::string& action) {

@@ -1,11 +1,15 @@
 // Plays Dart for the main job: connects to the running executable through the engine stand-in,
-// calls a few methods on the system commands channel and prints what comes back.
+// calls a few methods on the system commands channel, then has the window blocker hide and
+// close windows of another program, and prints what comes back.
 #include <cstdlib>
 #include <iostream>
 #include <string>
+#include <thread>
 
+#include "blocker_target_client.h"
 #include "engine_driver.h"
 #include "method_calls.h"
+#include "wine_process.h"
 
 namespace {
 
@@ -29,11 +33,61 @@ std::string Describe(const driver::MethodReply& reply) {
   return "success, alternative " + std::to_string(reply.value.index());
 }
 
+std::string Text(const EncodableMap& map, const char* key) {
+  const auto it = map.find(EncodableValue(key));
+  if (it == map.end()) return "";
+  const auto* text = std::get_if<std::string>(&it->second);
+  return text ? *text : "";
+}
+
+// Rules from "Dart", windows from a program in C:\tests, and the snapshot that reports it all.
+void DemoWindowBlocker(driver::EngineDriver& engine, const char* screenshot) {
+  constexpr char kChannel[] = "com.kelvo.tarnel/window_blocker";
+  const auto call = [&](const char* method, std::optional<EncodableValue> arguments) {
+    const driver::MethodReply reply =
+        driver::CallMethod(engine, kChannel, method, std::move(arguments), 20s);
+    std::cout << "  " << method << " -> " << Describe(reply) << "\n";
+    return reply;
+  };
+  call("startMonitoring", std::nullopt);
+  call("setEnabled", EncodableMap{{"enabled", true}});
+  std::cout << "  rules: hide titles with \"special offer\", close titles with \"newsletter\"\n";
+  call("replaceRules",
+       EncodableMap{{"rules", EncodableList{EncodableMap{{"id", "hide-offers"},
+                                                         {"titleKeyword", "special offer"},
+                                                         {"action", "hide"}},
+                                            EncodableMap{{"id", "close-newsletters"},
+                                                         {"titleKeyword", "newsletter"},
+                                                         {"action", "close"}}}}});
+  e2e::Target target("tests/blocker_target.exe", driver::WineRoot());
+  const char* const titles[] = {"Quarterly notes", "A Special Offer for you", "Newsletter sign-up"};
+  int64_t windows[3];
+  for (int i = 0; i < 3; ++i) windows[i] = target.Open("DemoWindow", titles[i]);
+  std::this_thread::sleep_for(1500ms);
+  std::cout << "  " << e2e::WindowsPathOf("tests/blocker_target.exe") << " opened:\n";
+  for (int i = 0; i < 3; ++i) {
+    std::cout << "    \"" << titles[i] << "\" -> " << target.StateOf(windows[i]).visibility << "\n";
+  }
+  if (screenshot) {
+    const std::string command = std::string("import -window root '") + screenshot + "'";
+    if (std::system(command.c_str()) == 0) std::cout << "  screenshot: " << screenshot << "\n";
+  }
+  const driver::MethodReply snapshot = call("getSnapshot", std::nullopt);
+  const auto* map = std::get_if<EncodableMap>(&snapshot.value);
+  if (!map) return;
+  for (const EncodableValue& entry :
+       std::get<EncodableList>(map->at(EncodableValue("blockedLogs")))) {
+    const auto& log = std::get<EncodableMap>(entry);
+    std::cout << "    log: " << Text(log, "ruleId") << " " << Text(log, "action") << " \""
+              << Text(log, "title") << "\" of " << Text(log, "exePath") << "\n";
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 2) {
-    std::cerr << "usage: demo_driver PORT\n";
+  if (argc != 2 && argc != 3) {
+    std::cerr << "usage: demo_driver PORT [SCREENSHOT]\n";
     return 2;
   }
   const auto port = static_cast<uint16_t>(std::atoi(argv[1]));
@@ -54,6 +108,8 @@ int main(int argc, char** argv) {
                 << Describe(driver::CallMethod(*engine, kChannel, method, std::nullopt, 20s))
                 << "\n";
     }
+    std::cout << "\n== Window blocker\n";
+    DemoWindowBlocker(*engine, argc == 3 ? argv[2] : nullptr);
   } catch (const std::exception& error) {
     std::cerr << "demo driver: " << error.what() << "\n";
     return 1;
