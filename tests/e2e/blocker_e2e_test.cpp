@@ -302,6 +302,7 @@ TEST_F(BlockerE2eTest, FiguresShownToHiddenAgainstABareHook) {
   Target& target = StartTarget(kPlainProgram);
   const auto toNumbers = [](const std::vector<std::string>& words) {
     std::vector<double> numbers;
+    numbers.reserve(words.size());
     for (const auto& word : words) numbers.push_back(std::stod(word) / 1000.0);
     return numbers;
   };

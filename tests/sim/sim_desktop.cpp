@@ -106,7 +106,7 @@ const sim::DesktopWindow* FindLocked(blocker::WindowHandle window) {
 // Records the call under the lock, then lets the test's hook change the desktop without it.
 class Call {
  public:
-  Call(std::string name, blocker::WindowHandle window, std::string extra = {})
+  Call(std::string name, blocker::WindowHandle window, const std::string& extra = {})
       : name_(std::move(name)), window_(window), guard_(D().lock) {
     std::string entry = name_ + " " + LabelLocked(window);
     if (!extra.empty()) entry += " " + extra;
@@ -168,6 +168,7 @@ void ResetDesktop() {
 blocker::WindowHandle AddDesktopWindow(const DesktopWindow& window) {
   std::lock_guard guard(D().lock);
   const int id = D().nextWindowId++;
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): a made-up handle, never dereferenced
   auto* handle = reinterpret_cast<blocker::WindowHandle>(kWindowBase + kWindowStride * id);
   D().windows[handle] = {id, window};
   D().labels[handle] = id;
@@ -472,6 +473,7 @@ ProcessHandle OpenProcess(std::uint32_t access, bool inheritHandle, std::uint32_
                       std::to_string(inheritHandle ? 1 : 0) + " " + std::to_string(processId));
   const auto it = D().processes.find(processId);
   if (it == D().processes.end() || it->second.openRefused) return nullptr;
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): a made-up handle, never dereferenced
   auto* handle = reinterpret_cast<ProcessHandle>(D().nextProcessHandle);
   D().nextProcessHandle += 4;
   D().processHandles[handle] = processId;
@@ -541,6 +543,7 @@ HookHandle SetWinEventHook(std::uint32_t eventMin, std::uint32_t eventMax,
   if (!callback) return nullptr;
   const std::uint32_t caller = GetCurrentThreadId();
   std::lock_guard guard(E().lock);
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): a made-up handle, never dereferenced
   auto* handle = reinterpret_cast<HookHandle>(E().nextHook);
   E().nextHook += 4;
   E().hooks[handle] = {eventMin, eventMax, callback, caller};

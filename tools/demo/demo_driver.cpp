@@ -44,7 +44,7 @@ std::string Text(const EncodableMap& map, const char* key) {
 void DemoWindowBlocker(driver::EngineDriver& engine, const char* screenshot) {
   constexpr char kChannel[] = "com.kelvo.tarnel/window_blocker";
   const auto call = [&](const char* method, std::optional<EncodableValue> arguments) {
-    const driver::MethodReply reply =
+    driver::MethodReply reply =
         driver::CallMethod(engine, kChannel, method, std::move(arguments), 20s);
     std::cout << "  " << method << " -> " << Describe(reply) << "\n";
     return reply;
