@@ -186,6 +186,9 @@ TEST_F(BlockerE2eTest, SuperBlockHidesWhatIsNotExemptUntilItsEndTime) {
   const int64_t allowedWindow = allowed.Open("KtPlainWindow", "Whitelisted");
   const int64_t productWindow = product.Open("KtPlainWindow", "Product folder");
   const int64_t systemWindow = system.Open("KtPlainWindow", "Windows folder");
+  // Each create event looks at its window for about 172 ms; super block must begin after that
+  // course, or a late look would already hide the windows meant to wait for their next event.
+  std::this_thread::sleep_for(1500ms);
 
   const int64_t endMs = NowMs() + 15000;
   EXPECT_EQ(Blocker("setSuperBlock",
