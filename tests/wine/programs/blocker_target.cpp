@@ -300,7 +300,8 @@ int Serve(SOCKET socket) {
     char chunk[4096];
     for (;;) {
       const int n = recv(socket, chunk, sizeof(chunk), 0);
-      if (n == 0) quit = true;  // the test is gone
+      // The test is gone when the connection closes or fails; only "nothing yet" waits on.
+      if (n == 0 || (n < 0 && WSAGetLastError() != WSAEWOULDBLOCK)) quit = true;
       if (n <= 0) break;
       buffer.append(chunk, static_cast<size_t>(n));
     }
