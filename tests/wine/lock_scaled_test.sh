@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The lock screen in a Wine session of its own: KT_XVFB_SCREEN (e.g. 3840x2160x24) and
-# KT_WINE_DPI (e.g. 144) under KT_WINE_ROOT, started and stopped here. Checks the window, the
+# The lock screen in a Wine session of its own (run it through in_own_session.sh), on a screen of
+# KT_XVFB_SCREEN (e.g. 3840x2160x24) at KT_WINE_DPI (e.g. 144). Checks the window, the
 # drawing against the paint plan at that size and DPI, typed and clicked input and the unlock,
 # then prints the painting figures of lock_paint_bench for that screen.
 set -euo pipefail
@@ -8,18 +8,8 @@ source "$(dirname "${BASH_SOURCE[0]}")/../../tools/wine/common.sh"
 : "${KT_XVFB_SCREEN:?set KT_XVFB_SCREEN, e.g. 3840x2160x24}"
 : "${KT_WINE_DPI:?set KT_WINE_DPI, e.g. 144}"
 export KT_XVFB_SCREEN KT_WINE_DPI
-[[ "$KT_WINE_ROOT" == "$KT_REPO_ROOT/build/"* ]] || kt_die "KT_WINE_ROOT must lie under the build tree"
-mkdir -p "$KT_WINE_ROOT"
-session_log="$KT_WINE_ROOT/session.log"
-stop_session() { bash "$KT_REPO_ROOT/tools/wine/session.sh" stop >>"$session_log" 2>&1 || true; }
-trap stop_session EXIT
-bash "$KT_REPO_ROOT/tools/wine/session.sh" start >"$session_log" 2>&1 ||
-  kt_die "session start failed: $(cat "$session_log")"
-
 source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 source "$(dirname "${BASH_SOURCE[0]}")/lock_lib.sh"
-# lock_lib's trap ends a leftover lock; the session goes after it.
-trap 'lock_cleanup; stop_session' EXIT
 
 KT_LOCK_DPI="$KT_WINE_DPI"
 PASSWORD=97531

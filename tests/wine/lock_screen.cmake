@@ -15,7 +15,8 @@ foreach(config IN ITEMS "4k;3840x2160x24;96" "144dpi;1920x1080x24;144")
   list(GET config 1 screen)
   list(GET config 2 dpi)
   add_test(NAME wine_lock_screen_${name}
-    COMMAND bash ${CMAKE_CURRENT_SOURCE_DIR}/lock_scaled_test.sh)
+    COMMAND bash ${CMAKE_CURRENT_SOURCE_DIR}/in_own_session.sh
+      bash ${CMAKE_CURRENT_SOURCE_DIR}/lock_scaled_test.sh)
   set_tests_properties(wine_lock_screen_${name} PROPERTIES
     LABELS wine RESOURCE_LOCK wine_app TIMEOUT 600
     ENVIRONMENT "KT_WINE_ROOT=${PROJECT_SOURCE_DIR}/build/wine-lock-${name};KT_XVFB_SCREEN=${screen};KT_WINE_DPI=${dpi};KT_WINDOWS_BIN=${KT_WINDOWS_BIN};KT_WINDOWS_TESTS=${KT_WINDOWS_TESTS};${KT_LOCK_ENV}")
