@@ -16,13 +16,17 @@
 #include <cstdio>
 #include <cstdlib>
 #include <map>
-#include <set>
 #include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "message_pump.h"
+
 namespace {
+
+using test_windows::PumpMessages;
+using test_windows::PumpUntil;
 
 constexpr DWORD kSettleMs = 250;  // longer than the rescans that the create event starts
 constexpr DWORD kLatencyLimitMs = 5000;
@@ -34,7 +38,6 @@ struct WindowRecord {
 };
 
 std::map<HWND, WindowRecord> records;
-std::set<std::wstring> registeredClasses;
 
 LONGLONG Now() {
   LARGE_INTEGER counter;
@@ -83,15 +86,7 @@ std::wstring Wide(const std::string& text) {
 }
 
 HWND OpenWindow(const std::wstring& className, const std::wstring& title, int width, int height) {
-  if (registeredClasses.insert(className).second) {
-    WNDCLASSW windowClass{};
-    windowClass.lpfnWndProc = TargetProc;
-    windowClass.hInstance = GetModuleHandleW(nullptr);
-    windowClass.hCursor = LoadCursorW(nullptr, MAKEINTRESOURCEW(32512));
-    windowClass.hbrBackground = reinterpret_cast<HBRUSH>(COLOR_WINDOW + 1);
-    windowClass.lpszClassName = className.c_str();
-    RegisterClassW(&windowClass);
-  }
+  test_windows::RegisterClassOnce(className.c_str(), TargetProc);
   static int offset = 0;
   offset = (offset + 37) % 400;
   HWND window = CreateWindowExW(0, className.c_str(), title.c_str(), WS_OVERLAPPEDWINDOW,
@@ -103,27 +98,6 @@ HWND OpenWindow(const std::wstring& className, const std::wstring& title, int wi
 
 void RaiseShow(HWND window) {
   NotifyWinEvent(EVENT_OBJECT_SHOW, window, OBJID_WINDOW, CHILDID_SELF);
-}
-
-void PumpMessages() {
-  MSG message;
-  while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-    TranslateMessage(&message);
-    DispatchMessageW(&message);
-  }
-}
-
-// Runs this thread's windows until `done` holds or the time is up.
-template <typename Done>
-bool PumpUntil(DWORD limitMs, Done done) {
-  const ULONGLONG end = GetTickCount64() + limitMs;
-  for (;;) {
-    PumpMessages();
-    if (done()) return true;
-    const ULONGLONG now = GetTickCount64();
-    if (now >= end) return false;
-    MsgWaitForMultipleObjects(0, nullptr, FALSE, static_cast<DWORD>(end - now), QS_ALLINPUT);
-  }
 }
 
 HWND ParseHandle(const std::string& text) {

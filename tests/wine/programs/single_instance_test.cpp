@@ -12,7 +12,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <optional>
 #include <string>
 
@@ -20,6 +19,7 @@
 #include "launch/app_log.h"
 #include "launch/launch_driver.h"
 #include "launch/single_instance.h"
+#include "message_pump.h"
 #include "platform/win32_text.h"
 
 // The driver's process-wide state; this program links the module without the driver.
@@ -27,6 +27,10 @@ platform::NativeHandle mainWindowHandle = nullptr;
 std::atomic<bool> activationPipeStopFlag{false};
 
 namespace {
+
+using test_windows::PumpMessages;
+using test_windows::PumpUntil;
+using test_windows::RegisterClassOnce;
 
 constexpr wchar_t kExchangeDir[] = L"C:\\kt_instance_test";
 constexpr wchar_t kReadyFile[] = L"C:\\kt_instance_test\\ready";
@@ -60,40 +64,12 @@ std::optional<std::string> ReadWholeFile(const wchar_t* path) {
   return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
-void PumpMessages() {
-  MSG message;
-  while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-    ::TranslateMessage(&message);
-    ::DispatchMessageW(&message);
-  }
-}
-
-// Polls `condition` while this thread's windows stay responsive; false after the bound.
-bool WaitUntil(const std::function<bool()>& condition, DWORD boundMs = kWaitBoundMs) {
-  const ULONGLONG deadline = ::GetTickCount64() + boundMs;
-  while (!condition()) {
-    if (::GetTickCount64() > deadline) return false;
-    PumpMessages();
-    ::Sleep(20);
-  }
-  return true;
-}
-
-void RegisterWindowClass(const wchar_t* name, WNDPROC procedure) {
-  WNDCLASSEXW windowClass = {};
-  windowClass.cbSize = sizeof(windowClass);
-  windowClass.lpfnWndProc = procedure;
-  windowClass.hInstance = ::GetModuleHandleW(nullptr);
-  windowClass.lpszClassName = name;
-  ::RegisterClassExW(&windowClass);
-}
-
 // A top-level window of this process, destroyed with the object.
 class TestWindow {
  public:
   TestWindow(const wchar_t* className, const wchar_t* title, bool visible = false,
              HWND owner = nullptr) {
-    RegisterWindowClass(className, ::DefWindowProcW);
+    RegisterClassOnce(className, ::DefWindowProcW);
     handle_ =
         ::CreateWindowExW(0, className, title, WS_OVERLAPPEDWINDOW | (visible ? WS_VISIBLE : 0),
                           200, 200, 300, 200, owner, nullptr, ::GetModuleHandleW(nullptr), nullptr);
@@ -146,7 +122,7 @@ int RunRole(Role role) {
 
   HWND main = nullptr;
   if (role == Role::kRunningInstance) {
-    RegisterWindowClass(L"FLUTTER_RUNNER_WIN32_WINDOW", MainWindowProc);
+    RegisterClassOnce(L"FLUTTER_RUNNER_WIN32_WINDOW", MainWindowProc);
     main = ::CreateWindowExW(0, L"FLUTTER_RUNNER_WIN32_WINDOW", L"ZMS", WS_OVERLAPPEDWINDOW, 10, 10,
                              640, 400, nullptr, nullptr, ::GetModuleHandleW(nullptr), nullptr);
     if (!main) {
@@ -226,7 +202,7 @@ HWND RunningInstanceWindow() { return ::FindWindowW(L"FLUTTER_RUNNER_WIN32_WINDO
 // One client of the activation pipe with any payload; the server takes one client at a time.
 bool SendPayload(const std::string& payload) {
   UniquePipeHandle pipe;
-  const bool opened = WaitUntil([&pipe] {
+  const bool opened = PumpUntil(kWaitBoundMs, [&pipe] {
     pipe.reset(platform::CreateFileW(kActivationPipeName, GENERIC_WRITE, 0, OPEN_EXISTING));
     return static_cast<bool>(pipe);
   });
@@ -243,7 +219,7 @@ std::optional<int> ShowsSoFar(HWND main) {
   ::DeleteFileW(kShowsFile);
   if (!::PostMessageW(main, kMsgReportShows, token, 0)) return std::nullopt;
   std::optional<int> shows;
-  WaitUntil([&shows] {
+  PumpUntil(kWaitBoundMs, [&shows] {
     const std::optional<std::string> text = ReadWholeFile(kShowsFile);
     int reported = 0;
     int count = 0;
@@ -365,7 +341,7 @@ TEST(RunningInstance, SendActivationRequestShowsTheHiddenWindow) {
   ASSERT_NE(main, nullptr);
   ASSERT_FALSE(::IsWindowVisible(main)) << "the running instance starts hidden";
   EXPECT_TRUE(SendActivationRequest());
-  EXPECT_TRUE(WaitUntil([main] { return ::IsWindowVisible(main) != FALSE; }))
+  EXPECT_TRUE(PumpUntil(kWaitBoundMs, [main] { return ::IsWindowVisible(main) != FALSE; }))
       << "the show message never reached the window";
 }
 
@@ -388,13 +364,14 @@ TEST(RunningInstance, ForceForegroundWindowBringsTheMinimisedWindowToTheFront) {
   TestWindow own(L"KtProbeForeground", L"Foreground holder", true);
   ASSERT_TRUE(own.get());
   ::SetForegroundWindow(own.get());
-  ASSERT_TRUE(WaitUntil([&own] { return ::GetForegroundWindow() == own.get(); }));
+  ASSERT_TRUE(PumpUntil(kWaitBoundMs, [&own] { return ::GetForegroundWindow() == own.get(); }));
   ::ShowWindow(main, SW_MINIMIZE);
-  ASSERT_TRUE(WaitUntil([main] { return ::IsIconic(main) != FALSE; }));
+  ASSERT_TRUE(PumpUntil(kWaitBoundMs, [main] { return ::IsIconic(main) != FALSE; }));
 
   EXPECT_TRUE(ForceForegroundWindow(main));
   EXPECT_EQ(::GetForegroundWindow(), main);
-  EXPECT_TRUE(WaitUntil([main] { return !::IsIconic(main); })) << "the window was not restored";
+  EXPECT_TRUE(PumpUntil(kWaitBoundMs, [main] { return !::IsIconic(main); }))
+      << "the window was not restored";
 }
 
 TEST(RunningInstance, SecondLaunchHandsOverAndEndsWithoutTheMutex) {

@@ -21,8 +21,12 @@
 #include <vector>
 
 #include "blocker/window_system.h"
+#include "message_pump.h"
 
 namespace port = blocker::platform;
+using test_windows::PumpMessages;
+using test_windows::PumpUntil;
+using test_windows::RegisterClassOnce;
 
 namespace {
 
@@ -63,41 +67,9 @@ std::vector<Received> TakeReceived() {
   return taken;
 }
 
-bool RegisterClassOnce(const wchar_t* name, WNDPROC procedure) {
-  WNDCLASSEXW wc = {};
-  wc.cbSize = sizeof(wc);
-  wc.lpfnWndProc = procedure;
-  wc.hInstance = ::GetModuleHandleW(nullptr);
-  wc.lpszClassName = name;
-  return ::RegisterClassExW(&wc) != 0 || ::GetLastError() == ERROR_CLASS_ALREADY_EXISTS;
-}
-
 void RegisterProbeClass() {
   static const bool registered = RegisterClassOnce(kProbeClass, &RecordingProc);
   ASSERT_TRUE(registered);
-}
-
-void PumpMessages() {
-  MSG msg;
-  while (::PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE)) {
-    ::TranslateMessage(&msg);
-    ::DispatchMessageW(&msg);
-  }
-}
-
-// Pumps this thread's messages until `done` holds; false once the limit has passed.
-template <typename Predicate>
-bool PumpUntil(Predicate done) {
-  const ULONGLONG deadline = ::GetTickCount64() + kLimitMs;
-  for (;;) {
-    PumpMessages();
-    if (done()) return true;
-    const ULONGLONG now = ::GetTickCount64();
-    if (now >= deadline) return false;
-    ::MsgWaitForMultipleObjects(0, nullptr, FALSE,
-                                static_cast<DWORD>(std::min<ULONGLONG>(deadline - now, 20)),
-                                QS_ALLINPUT);
-  }
 }
 
 HWND CreateProbe(const wchar_t* title, bool show, DWORD style = WS_POPUP, HWND parent = nullptr,
@@ -274,7 +246,7 @@ class OtherProcess {
   HWND FindWindowInTime(const wchar_t* suffix = L"") const {
     const std::wstring title = title_ + suffix;
     HWND window = nullptr;
-    PumpUntil([&] {
+    PumpUntil(kLimitMs, [&] {
       window = ::FindWindowW(kOtherProcessClass, title.c_str());
       return window != nullptr;
     });
@@ -522,14 +494,14 @@ TEST(ShowWindowAsync, HidesAndShowsAWindowOfAnotherThread) {
   WindowThread other;
   const HWND window = other.get();
   ASSERT_NE(window, nullptr);
-  ASSERT_TRUE(PumpUntil([&] { return ::IsWindowVisible(window) != FALSE; }));
+  ASSERT_TRUE(PumpUntil(kLimitMs, [&] { return ::IsWindowVisible(window) != FALSE; }));
   const RECT before = RectOf(window);
 
   EXPECT_TRUE(port::ShowWindowAsync(window, port::kSwHide));
-  EXPECT_TRUE(PumpUntil([&] { return ::IsWindowVisible(window) == FALSE; }));
+  EXPECT_TRUE(PumpUntil(kLimitMs, [&] { return ::IsWindowVisible(window) == FALSE; }));
 
   EXPECT_TRUE(port::ShowWindowAsync(window, port::kSwShowNa));
-  EXPECT_TRUE(PumpUntil([&] { return ::IsWindowVisible(window) != FALSE; }));
+  EXPECT_TRUE(PumpUntil(kLimitMs, [&] { return ::IsWindowVisible(window) != FALSE; }));
   EXPECT_TRUE(SameRect(RectOf(window), before));
 }
 
@@ -538,25 +510,25 @@ TEST(ShowWindowAsync, ShowWithoutActivationLeavesTheForegroundAlone) {
   ASSERT_NE(front.get(), nullptr);
   ::ShowWindow(front.get(), SW_SHOW);
   ::SetForegroundWindow(front.get());
-  ASSERT_TRUE(PumpUntil([&] { return ::GetForegroundWindow() == front.get(); }))
+  ASSERT_TRUE(PumpUntil(kLimitMs, [&] { return ::GetForegroundWindow() == front.get(); }))
       << "foreground: " << ::GetForegroundWindow();
 
   WindowThread other;
   const HWND window = other.get();
   ASSERT_NE(window, nullptr);
   ASSERT_TRUE(port::ShowWindowAsync(window, port::kSwHide));
-  ASSERT_TRUE(PumpUntil([&] { return ::IsWindowVisible(window) == FALSE; }));
+  ASSERT_TRUE(PumpUntil(kLimitMs, [&] { return ::IsWindowVisible(window) == FALSE; }));
   // Another thread's window: the call only starts the change and says that it did.
   EXPECT_TRUE(port::ShowWindowAsync(window, port::kSwShowNa));
-  ASSERT_TRUE(PumpUntil([&] { return ::IsWindowVisible(window) != FALSE; }));
+  ASSERT_TRUE(PumpUntil(kLimitMs, [&] { return ::IsWindowVisible(window) != FALSE; }));
   EXPECT_EQ(::GetForegroundWindow(), front.get());
   EXPECT_EQ(::GetActiveWindow(), front.get());
 
   // For comparison only: what a plain SW_SHOW of a hidden window does to the foreground here.
   ::ShowWindowAsync(window, SW_HIDE);
-  PumpUntil([&] { return ::IsWindowVisible(window) == FALSE; });
+  PumpUntil(kLimitMs, [&] { return ::IsWindowVisible(window) == FALSE; });
   ::ShowWindowAsync(window, SW_SHOW);
-  PumpUntil([&] { return ::IsWindowVisible(window) != FALSE; });
+  PumpUntil(kLimitMs, [&] { return ::IsWindowVisible(window) != FALSE; });
   std::printf("after SW_SHOW the foreground is %s\n",
               ::GetForegroundWindow() == window        ? "the shown window"
               : ::GetForegroundWindow() == front.get() ? "unchanged"
@@ -574,15 +546,15 @@ TEST(SetWindowPos, HideAndShowFlagsKeepPositionAndSize) {
   WindowThread other;
   const HWND window = other.get();
   ASSERT_NE(window, nullptr);
-  ASSERT_TRUE(PumpUntil([&] { return ::IsWindowVisible(window) != FALSE; }));
+  ASSERT_TRUE(PumpUntil(kLimitMs, [&] { return ::IsWindowVisible(window) != FALSE; }));
   const RECT before = RectOf(window);
 
   EXPECT_TRUE(port::SetWindowPos(window, nullptr, 0, 0, 0, 0, port::kSwpHideFlags));
-  EXPECT_TRUE(PumpUntil([&] { return ::IsWindowVisible(window) == FALSE; }));
+  EXPECT_TRUE(PumpUntil(kLimitMs, [&] { return ::IsWindowVisible(window) == FALSE; }));
   EXPECT_TRUE(SameRect(RectOf(window), before));
 
   EXPECT_TRUE(port::SetWindowPos(window, nullptr, 0, 0, 0, 0, port::kSwpShowFlags));
-  EXPECT_TRUE(PumpUntil([&] { return ::IsWindowVisible(window) != FALSE; }));
+  EXPECT_TRUE(PumpUntil(kLimitMs, [&] { return ::IsWindowVisible(window) != FALSE; }));
   EXPECT_TRUE(SameRect(RectOf(window), before));
 }
 
@@ -600,7 +572,7 @@ TEST(PostMessageW, CloseRequestsReachTheWindowProcedure) {
   EXPECT_TRUE(port::PostMessageW(probe.get(), port::kWmClose, 0, 0));
   EXPECT_TRUE(port::PostMessageW(probe.get(), port::kWmSysCommand, port::kScClose, 0));
   std::vector<Received> seen;
-  EXPECT_TRUE(PumpUntil([&] {
+  EXPECT_TRUE(PumpUntil(kLimitMs, [&] {
     for (const Received& item : TakeReceived()) seen.push_back(item);
     return seen.size() >= 2;
   }));

@@ -13,34 +13,22 @@
 #include "blocker/window_facts.h"
 #include "blocker/window_system.h"
 #include "platform/text.h"
+#include "message_pump.h"
 #include "platform/win32_text.h"
 
 using blocker::CollectWindowFacts;
 using blocker::PassesWindowShapeGate;
 using blocker::WindowFacts;
+using test_windows::PumpMessages;
+using test_windows::RegisterClassOnce;
 
 namespace {
 
 constexpr wchar_t kProbeClass[] = L"KtBlockerFactsProbe";
 
 void RegisterProbeClass() {
-  static const bool registered = [] {
-    WNDCLASSEXW wc = {};
-    wc.cbSize = sizeof(wc);
-    wc.lpfnWndProc = ::DefWindowProcW;
-    wc.hInstance = ::GetModuleHandleW(nullptr);
-    wc.lpszClassName = kProbeClass;
-    return ::RegisterClassExW(&wc) != 0;
-  }();
+  static const bool registered = RegisterClassOnce(kProbeClass, ::DefWindowProcW);
   ASSERT_TRUE(registered);
-}
-
-void PumpMessages() {
-  MSG msg;
-  while (::PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE)) {
-    ::TranslateMessage(&msg);
-    ::DispatchMessageW(&msg);
-  }
 }
 
 // A top-level pop-up: no caption, so its rectangle is exactly the size asked for.
