@@ -2,11 +2,8 @@
 // over TCP exactly as the Dart side would drive it.
 #include <gtest/gtest.h>
 
-#include <stdlib.h>
-
 #include <chrono>
 #include <cstdio>
-#include <filesystem>
 #include <string>
 #include <thread>
 #include <vector>
@@ -20,13 +17,12 @@ namespace {
 
 using namespace std::chrono_literals;
 using driver::Bytes;
-using driver::EngineDriver;
 using driver::MethodReply;
 
-constexpr driver::Timeout kStartTimeout = 90s;
-constexpr driver::Timeout kTimeout = 20s;
-constexpr char kSystemCommands[] = "com.kelvo.tarnel/system_commands";
-constexpr char kWindowBlocker[] = "com.kelvo.tarnel/window_blocker";
+using e2e::kStartTimeout;
+using e2e::kTimeout;
+constexpr const char* kSystemCommands = e2e::kSystemCommandsChannel;
+constexpr const char* kWindowBlocker = e2e::kWindowBlockerChannel;
 
 constexpr uint32_t kWmFontChange = 29;
 constexpr uint32_t kWmSysCommand = 274;
@@ -47,10 +43,8 @@ const char* const kPluginRegistrars[] = {"ConnectivityPlusWindowsPlugin",
 
 using e2e::AppExe;
 using e2e::AppLog;
-using e2e::EndAllInstances;
 using e2e::LogHas;
 using e2e::LogMessages;
-using e2e::RunInSession;
 
 using e2e::MainWindowVisible;
 
@@ -58,51 +52,15 @@ bool WaitForVisibility(bool visible, driver::Timeout timeout) {
   return e2e::WaitForMainWindowVisibility(visible, timeout);
 }
 
-void WaitForMessageLoop() { e2e::WaitForMessageLoop(kTimeout); }
-
-class AppTest : public ::testing::Test {
+class AppTest : public e2e::AppFixture {
  protected:
-  void SetUp() override {
-    const std::string missing = driver::MissingForWine(AppExe());
-    ASSERT_TRUE(missing.empty()) << missing;
-    char pattern[] = "/tmp/kt_app_XXXXXX";
-    ASSERT_NE(::mkdtemp(pattern), nullptr);
-    dir_ = pattern;
-    EndAllInstances();
-    std::filesystem::remove(AppLog());
-  }
-
-  void TearDown() override {
-    engine_.reset();
-    EndAllInstances();
-    app_.Kill();
-    if (HasFailure()) std::cerr << "app output:\n" << driver::ReadFile(dir_ + "/app.log") << "\n";
-    std::filesystem::remove_all(dir_);
-  }
-
-  void StartApp(const std::vector<std::string>& arguments) {
-    port_ = driver::FreePort();
-    app_.Start(AppExe(), arguments, {{"KT_ENGINE_PORT", std::to_string(port_)}}, dir_ + "/app.log");
-    engine_ = EngineDriver::Connect(port_, kStartTimeout);
-    engine_->WaitForHandlerSet(kSystemCommands, kStartTimeout);
-    WaitForMessageLoop();
-  }
-
   MethodReply Call(const std::string& method) {
     return driver::CallMethod(*engine_, kSystemCommands, method, std::nullopt, kTimeout);
   }
-
-  std::string dir_;
-  uint16_t port_ = 0;
-  driver::WineProcess app_;
-  std::unique_ptr<EngineDriver> engine_;
 };
 
 TEST_F(AppTest, StartUpEventsArriveInOrder) {
-  port_ = driver::FreePort();
-  app_.Start(AppExe(), {"--dart-flag", "\xc3\xa9t\xc3\xa9"},
-             {{"KT_ENGINE_PORT", std::to_string(port_)}}, dir_ + "/app.log");
-  engine_ = EngineDriver::Connect(port_, kStartTimeout);
+  Launch(AppExe(), {"--dart-flag", "\xc3\xa9t\xc3\xa9"});
   std::vector<std::string> events;
   const std::string last = std::string("handler-set:") + kSystemCommands;
   while (events.empty() || events.back() != last) {
@@ -185,12 +143,8 @@ TEST_F(AppTest, TrayOnlyStartsHidden) {
 }
 
 TEST_F(AppTest, ShowCommandZeroFromALauncherStartsHidden) {
-  port_ = driver::FreePort();
-  app_.Start(driver::WindowsTests() + "/launch_hidden.exe", {driver::WindowsPath(AppExe())},
-             {{"KT_ENGINE_PORT", std::to_string(port_)}}, dir_ + "/app.log");
-  engine_ = EngineDriver::Connect(port_, kStartTimeout);
-  engine_->WaitForHandlerSet(kSystemCommands, kStartTimeout);
-  WaitForMessageLoop();
+  Launch(driver::WindowsTests() + "/launch_hidden.exe", {driver::WindowsPath(AppExe())});
+  WaitUntilReady();
   EXPECT_FALSE(MainWindowVisible());
   EXPECT_TRUE(LogHas("Creating window (hidden, service launch)..."));
 }

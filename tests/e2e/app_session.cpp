@@ -4,6 +4,8 @@
 #include <stdlib.h>
 
 #include <chrono>
+#include <filesystem>
+#include <iostream>
 #include <thread>
 
 #include "wine_process.h"
@@ -85,5 +87,38 @@ std::optional<int> ExitThroughTrayMenu(driver::EngineDriver& engine, driver::Win
 }
 
 void EndAllInstances() { RunInSession("timeout 30 wine taskkill /F /IM KelvoTarnel.exe"); }
+
+void AppFixture::SetUp() {
+  const std::string missing = driver::MissingForWine(AppExe());
+  ASSERT_TRUE(missing.empty()) << missing;
+  char pattern[] = "/tmp/kt_app_XXXXXX";
+  ASSERT_NE(::mkdtemp(pattern), nullptr);
+  dir_ = pattern;
+  EndAllInstances();
+  std::filesystem::remove(AppLog());
+}
+
+void AppFixture::TearDown() {
+  engine_.reset();
+  EndAllInstances();
+  app_.Kill();
+  if (dir_.empty()) return;
+  if (HasFailure()) {
+    for (const auto& file : std::filesystem::directory_iterator(dir_))
+      std::cerr << file.path().filename() << ":\n" << driver::ReadFile(file.path()) << "\n";
+  }
+  std::filesystem::remove_all(dir_);
+}
+
+void AppFixture::Launch(const std::string& executable, const std::vector<std::string>& arguments) {
+  const uint16_t port = driver::FreePort();
+  app_.Start(executable, arguments, {{"KT_ENGINE_PORT", std::to_string(port)}}, dir_ + "/app.log");
+  engine_ = driver::EngineDriver::Connect(port, kStartTimeout);
+}
+
+void AppFixture::WaitUntilReady() {
+  engine_->WaitForHandlerSet(kSystemCommandsChannel, kStartTimeout);
+  WaitForMessageLoop(kTimeout);
+}
 
 }  // namespace e2e

@@ -2,6 +2,10 @@
 // session's display, shared by the end-to-end tests.
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -10,6 +14,11 @@
 #include "wine_process.h"
 
 namespace e2e {
+
+inline constexpr driver::Timeout kStartTimeout = std::chrono::seconds(90);
+inline constexpr driver::Timeout kTimeout = std::chrono::seconds(20);
+inline constexpr char kSystemCommandsChannel[] = "com.kelvo.tarnel/system_commands";
+inline constexpr char kWindowBlockerChannel[] = "com.kelvo.tarnel/window_blocker";
 
 std::string AppExe();
 std::string AppLog();
@@ -36,5 +45,27 @@ std::optional<int> ExitThroughTrayMenu(driver::EngineDriver& engine, driver::Win
 
 // Ends every running copy of the application in the session.
 void EndAllInstances();
+
+// Runs the application for one test: no other copy running, no old log, a scratch folder for
+// the programs' output, which is printed when the test fails.
+class AppFixture : public ::testing::Test {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+
+  // Starts `executable` (the application, or a launcher given its path) with the stand-in on a
+  // free port, and connects.
+  void Launch(const std::string& executable, const std::vector<std::string>& arguments);
+  // Waits until the application's handlers are set and it is in its message loop.
+  void WaitUntilReady();
+  void StartApp(const std::vector<std::string>& arguments = {}) {
+    Launch(AppExe(), arguments);
+    WaitUntilReady();
+  }
+
+  std::string dir_;
+  driver::WineProcess app_;
+  std::unique_ptr<driver::EngineDriver> engine_;
+};
 
 }  // namespace e2e

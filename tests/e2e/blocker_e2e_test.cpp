@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <filesystem>
 #include <string>
 #include <thread>
 #include <vector>
@@ -24,9 +23,8 @@ using driver::MethodReply;
 using e2e::Target;
 using e2e::WindowsPathOf;
 
-constexpr driver::Timeout kStartTimeout = 90s;
-constexpr driver::Timeout kTimeout = 20s;
-constexpr char kWindowBlocker[] = "com.kelvo.tarnel/window_blocker";
+using e2e::kTimeout;
+constexpr const char* kWindowBlocker = e2e::kWindowBlockerChannel;
 constexpr char kSuperBlockRuleId[] = "__super_block__";
 
 // Where the copies lie, under the prefix's C: drive.
@@ -62,36 +60,20 @@ std::vector<EncodableMap> LogsFor(const EncodableMap& snapshot, int64_t window) 
   return logs;
 }
 
-class BlockerE2eTest : public ::testing::Test {
+class BlockerE2eTest : public e2e::AppFixture {
  protected:
   void SetUp() override {
-    const std::string missing = driver::MissingForWine(e2e::AppExe());
-    ASSERT_TRUE(missing.empty()) << missing;
+    AppFixture::SetUp();
+    if (HasFatalFailure()) return;
     const std::string missingTarget =
         driver::MissingForWine(driver::WindowsTests() + "/blocker_target.exe");
     ASSERT_TRUE(missingTarget.empty()) << missingTarget;
-    char pattern[] = "/tmp/kt_blocker_XXXXXX";
-    ASSERT_NE(::mkdtemp(pattern), nullptr);
-    dir_ = pattern;
-    e2e::EndAllInstances();
-    std::filesystem::remove(e2e::AppLog());
-    const uint16_t port = driver::FreePort();
-    app_.Start(e2e::AppExe(), {}, {{"KT_ENGINE_PORT", std::to_string(port)}}, dir_ + "/app.log");
-    engine_ = EngineDriver::Connect(port, kStartTimeout);
-    engine_->WaitForHandlerSet(kWindowBlocker, kStartTimeout);
-    e2e::WaitForMessageLoop(kTimeout);
+    StartApp();
   }
 
   void TearDown() override {
     targets_.clear();
-    engine_.reset();
-    e2e::EndAllInstances();
-    app_.Kill();
-    if (HasFailure()) {
-      for (const auto& file : std::filesystem::directory_iterator(dir_))
-        std::cerr << file.path().filename() << ":\n" << driver::ReadFile(file.path()) << "\n";
-    }
-    std::filesystem::remove_all(dir_);
+    AppFixture::TearDown();
   }
 
   Target& StartTarget(const std::string& driveCRelative) {
@@ -113,9 +95,6 @@ class BlockerE2eTest : public ::testing::Test {
     EXPECT_EQ(Blocker("replaceRules", EncodableMap{{"rules", rules}}), EncodableValue(true));
   }
 
-  std::string dir_;
-  driver::WineProcess app_;
-  std::unique_ptr<EngineDriver> engine_;
   std::vector<std::unique_ptr<Target>> targets_;
 };
 
