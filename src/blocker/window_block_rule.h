@@ -11,7 +11,7 @@
 
 #include "blocker/window_facts.h"
 #include "channels/encodable_value.h"
-#include "platform/text.h"
+#include "base/text.h"
 
 namespace blocker {
 
@@ -52,7 +52,7 @@ std::string EnsureActionVerb(const WindowBlockRule& rule);
 
 using ::FoldCase;
 bool ContainsFolded(std::u16string_view haystack, std::u16string_view needle);
-// Unlike the shared helper of platform/text.h, an empty prefix starts nothing here.
+// Unlike the shared helper of base/text.h, an empty prefix starts nothing here.
 bool StartsWithFolded(std::u16string_view text, std::u16string_view prefix);
 std::u16string NormalizePath(std::u16string_view path);
 std::u16string BaseNameWithoutExe(std::u16string_view path);

@@ -3,11 +3,31 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/clock.h"
+#include <system_error>
+
+#include "platform/kernel.h"
+#include "platform/owners.h"
 
 namespace blocker {
 
 namespace {
+
+// Hiding and showing again without touching size, place, z-order or activation:
+// SWP_NOSIZE | SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE with SWP_HIDEWINDOW or SWP_SHOWWINDOW.
+constexpr unsigned kSwpKeepAll = platform::kSwpNoSize | platform::kSwpNoMove |
+                                 platform::kSwpNoZOrder | platform::kSwpNoActivate;
+constexpr unsigned kSwpHideFlags = kSwpKeepAll | platform::kSwpHideWindow;
+constexpr unsigned kSwpShowFlags = kSwpKeepAll | platform::kSwpShowWindow;
+static_assert(kSwpHideFlags == 0x97 && kSwpShowFlags == 0x57);
+
+constexpr std::uint32_t kHookFlags = platform::kWineventOutOfContext | platform::kWineventSkipOwnProcess;
+
+// Starts a worker that nobody waits for. A thread that cannot be started raises, as the
+// standard thread facility does, and ends the call that wanted it.
+void StartDetachedThread(std::function<void()> work) {
+  const platform::UniqueKernelHandle thread(platform::CreateThread(std::move(work)));
+  if (!thread) throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
+}
 
 // The system's event callback carries no context, so the hook thread publishes its engine here
 // while it runs; only that thread writes and reads it.
@@ -27,7 +47,7 @@ WindowBlocker& WindowBlocker::Instance() {
 
 // ---- From an event to an action ----
 
-void WindowBlocker::WinEventCallback(platform::HookHandle hook, std::uint32_t event,
+void WindowBlocker::WinEventCallback(platform::WinEventHookHandle hook, std::uint32_t event,
                                      WindowHandle window, std::int32_t objectId,
                                      std::int32_t childId) {
   if (!hook || !window) return;
@@ -35,7 +55,7 @@ void WindowBlocker::WinEventCallback(platform::HookHandle hook, std::uint32_t ev
   WindowBlocker* const owner = hookOwner;
   if (!owner) return;
   if (event != platform::kEventObjectCreate && event != platform::kEventObjectShow) return;
-  platform::StartDetachedThread([owner, window] { owner->EventRescanThread(window, false); });
+  StartDetachedThread([owner, window] { owner->EventRescanThread(window, false); });
 }
 
 void WindowBlocker::EventRescanThread(WindowHandle window, bool hideOnly) {
@@ -110,12 +130,12 @@ bool WindowBlocker::ApplyWindowAction(WindowHandle window, const std::string& ac
   if (!platform::IsWindow(window)) return false;
   if (action == kActionHide) {
     const bool hidden = HideWindow(window, ruleId);
-    platform::StartDetachedThread([this, window, ruleId] { RehideThread(window, ruleId); });
+    StartDetachedThread([this, window, ruleId] { RehideThread(window, ruleId); });
     return hidden;
   }
   // Every other word closes, minimize included: the rule model knows no third action.
   const bool closed = CloseWindow(window);
-  platform::StartDetachedThread([this, window] { CloseRepeatThread(window); });
+  StartDetachedThread([this, window] { CloseRepeatThread(window); });
   return closed || !platform::IsWindow(window);
 }
 
@@ -142,7 +162,7 @@ bool WindowBlocker::HideWindow(WindowHandle window, const std::string& ruleId) {
   if (!platform::IsWindow(window)) return true;
   bool done = platform::ShowWindowAsync(window, platform::kSwHide);
   if (!done) {
-    done = platform::SetWindowPos(window, nullptr, 0, 0, 0, 0, platform::kSwpHideFlags);
+    done = platform::SetWindowPos(window, nullptr, 0, 0, 0, 0, kSwpHideFlags);
   }
   // ShowWindowAsync does not wait, so the window may still look visible here; the re-hide
   // worker records it in its group on a later pass.
@@ -278,7 +298,7 @@ void WindowBlocker::RestoreWindow(WindowHandle window) {
   if (!platform::IsWindow(window)) return;
   // Neither call activates: a restored pop-up must not take the focus from the user.
   platform::ShowWindowAsync(window, platform::kSwShowNa);
-  platform::SetWindowPos(window, nullptr, 0, 0, 0, 0, platform::kSwpShowFlags);
+  platform::SetWindowPos(window, nullptr, 0, 0, 0, 0, kSwpShowFlags);
 }
 
 void WindowBlocker::RestoreHiddenForRule(const std::string& ruleId) {
@@ -351,16 +371,6 @@ void WindowBlocker::ReplaceRules(const std::vector<WindowBlockRule>& newRules) {
   RestoreHiddenExcept(keep);
 }
 
-namespace {
-
-bool CollectExistingWindow(WindowHandle window, void* context) {
-  if (platform::IsWindow(window))
-    static_cast<std::vector<WindowHandle>*>(context)->push_back(window);
-  return true;
-}
-
-}  // namespace
-
 bool WindowBlocker::ApplyRulesToExistingWindows() {
   if (!enabled.load()) {
     if (!superEnabled.load()) return false;
@@ -371,7 +381,10 @@ bool WindowBlocker::ApplyRulesToExistingWindows() {
     }
   }
   std::vector<WindowHandle> windows;
-  platform::EnumWindows(&CollectExistingWindow, &windows);
+  platform::EnumWindows([&windows](WindowHandle window) {
+    if (platform::IsWindow(window)) windows.push_back(window);
+    return true;
+  });
   const std::int64_t nowMs = CurrentTimeMs();
   bool any = false;
   for (const WindowHandle window : windows) {
@@ -415,23 +428,24 @@ void WindowBlocker::HookThreadMain() {
   hookOwner = this;
   platform::Message message;
   // Makes the queue exist before StopMonitoring can post WM_QUIT to it.
-  platform::PeekMessageW(&message, platform::kWmUser, platform::kWmUser, platform::kPmNoRemove);
-  const platform::HookHandle createHook = platform::SetWinEventHook(
-      platform::kEventObjectCreate, platform::kEventObjectCreate, &WinEventCallback, 0, 0,
-      platform::kWineventOutOfContextSkipOwnProcess);
-  const platform::HookHandle showHook = platform::SetWinEventHook(
-      platform::kEventObjectShow, platform::kEventObjectShow, &WinEventCallback, 0, 0,
-      platform::kWineventOutOfContextSkipOwnProcess);
+  platform::PeekMessageW(&message, nullptr, platform::kWmUser, platform::kWmUser,
+                         platform::kPmNoRemove);
+  {
+    const platform::UniqueWinEventHook createHook(
+        platform::SetWinEventHook(platform::kEventObjectCreate, platform::kEventObjectCreate,
+                                  &WinEventCallback, 0, 0, kHookFlags));
+    const platform::UniqueWinEventHook showHook(
+        platform::SetWinEventHook(platform::kEventObjectShow, platform::kEventObjectShow,
+                                  &WinEventCallback, 0, 0, kHookFlags));
   // A stop that came before this thread had a queue posted nothing, or posted into nothing;
   // it set stopRequested first, so looking once more here, after the queue exists, means no
   // stop is ever left waiting for a message that may never come.
-  while (!stopRequested.load() && platform::GetMessageW(&message) > 0) {
-    if (stopRequested.load()) break;
-    platform::TranslateMessage(&message);
-    platform::DispatchMessageW(&message);
+    while (!stopRequested.load() && platform::GetMessageW(&message, nullptr, 0, 0) > 0) {
+      if (stopRequested.load()) break;
+      platform::TranslateMessage(message);
+      platform::DispatchMessageW(message);
+    }
   }
-  if (createHook) platform::UnhookWinEvent(createHook);
-  if (showHook) platform::UnhookWinEvent(showHook);
   hookOwner = nullptr;
 }
 

@@ -17,7 +17,7 @@
 
 #include "blocker/window_block_rule.h"
 #include "blocker/window_facts.h"
-#include "blocker/window_system.h"
+#include "platform/user.h"
 
 namespace blocker {
 
@@ -87,7 +87,7 @@ class WindowBlocker {
  private:
   WindowBlocker() = default;
 
-  static void WinEventCallback(platform::HookHandle hook, std::uint32_t event, WindowHandle window,
+  static void WinEventCallback(platform::WinEventHookHandle hook, std::uint32_t event, WindowHandle window,
                                std::int32_t objectId, std::int32_t childId);
   void HookThreadMain();
   void EventRescanThread(WindowHandle window, bool hideOnly);

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "channels/channel_arguments.h"
-#include "platform/text.h"
+#include "base/text.h"
 
 namespace blocker {
 

@@ -11,8 +11,6 @@
 
 namespace blocker {
 
-inline constexpr char kWindowBlockerChannelName[] = "com.kelvo.tarnel/window_blocker";
-
 EncodableMap WindowFactsToMap(const WindowFacts& facts);
 EncodableMap BlockLogToMap(const BlockLogEntry& entry);
 EncodableMap RuleToMap(const WindowBlockRule& rule);

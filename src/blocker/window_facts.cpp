@@ -3,19 +3,19 @@
 #include <vector>
 
 #include "blocker/window_block_rule.h"
-#include "launch/log_format.h"
-#include "platform/debug_output.h"
-#include "platform/unique_handle.h"
+#include "base/log_format.h"
+#include "platform/kernel.h"
+#include "platform/owners.h"
+#include "platform/user.h"
 
 namespace blocker {
 
 namespace {
 
-constexpr std::uintptr_t kWsChild = 0x40000000;
-constexpr std::uintptr_t kWsExLayered = 0x00080000;
-constexpr std::uintptr_t kWsExTransparent = 0x00000020;
-constexpr std::uintptr_t kWsExNoActivate = 0x08000000;
-constexpr std::uint32_t kLwaAlpha = 2;
+using platform::kWsChild;
+using platform::kWsExLayered;
+using platform::kWsExNoActivate;
+using platform::kWsExTransparent;
 // The picker will not offer a window this close to invisible.
 constexpr std::uint8_t kMaxInvisibleAlpha = 8;
 
@@ -28,14 +28,6 @@ constexpr std::size_t kSkipLineCapacity = 512;
 // FILETIME counts from 1601; the blocker's clock from 1970.
 constexpr std::uint64_t kUnixEpochAsFileTime = 116444736000000000ULL;
 constexpr std::uint64_t kFileTimeTicksPerMs = 10000;
-
-struct ProcessHandleTraits {
-  using Type = ProcessHandle;
-  static constexpr Type Null() { return nullptr; }
-  static bool IsValid(Type handle) { return handle != nullptr; }
-  static void Close(Type handle) { platform::CloseHandle(handle); }
-};
-using UniqueProcessHandle = UniqueHandle<ProcessHandleTraits>;
 
 struct WindowStyles {
   std::uintptr_t style = 0;
@@ -74,7 +66,7 @@ bool IsAllButInvisible(WindowHandle window, const WindowStyles& styles) {
   std::uint8_t alpha = 255;
   std::uint32_t flags = 0;
   if (!platform::GetLayeredWindowAttributes(window, &colorKey, &alpha, &flags)) return false;
-  return (flags & kLwaAlpha) != 0 && alpha <= kMaxInvisibleAlpha;
+  return (flags & platform::kLwaAlpha) != 0 && alpha <= kMaxInvisibleAlpha;
 }
 
 bool HasArea(const Rect& rect) { return rect.right > rect.left && rect.bottom > rect.top; }
@@ -112,7 +104,7 @@ std::u16string ReadTitle(WindowHandle window) {
 }
 
 std::u16string ReadExePath(std::uint32_t processId) {
-  UniqueProcessHandle process(
+  const platform::UniqueKernelHandle process(
       platform::OpenProcess(platform::kProcessQueryLimitedInformation, false, processId));
   if (!process) return {};
   std::vector<char16_t> buffer(kImagePathBuffer, u'\0');

@@ -6,9 +6,12 @@
 #include <string>
 #include <string_view>
 
-#include "blocker/window_system.h"
+#include "base/geometry.h"
+#include "platform/handles.h"
 
 namespace blocker {
+
+using WindowHandle = platform::WindowHandle;
 
 struct WindowFacts {
   WindowHandle hwnd = nullptr;

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "channels/binary_messenger.h"
-#include "host/flutter_messenger.h"
+#include "engine_abi/flutter_messenger.h"
 
 class BinaryMessengerImpl : public BinaryMessenger {
  public:

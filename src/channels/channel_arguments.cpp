@@ -1,6 +1,6 @@
 #include "channels/channel_arguments.h"
 
-#include "platform/text.h"
+#include "base/text.h"
 
 namespace {
 

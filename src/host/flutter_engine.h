@@ -4,8 +4,8 @@
 #include <memory>
 #include <string>
 
-#include "launch/dart_project.h"
-#include "launch/launch_platform.h"
+#include "engine_abi/flutter_embedder.h"
+#include "host/dart_project.h"
 
 class BinaryMessenger;
 class BinaryMessengerImpl;
@@ -24,18 +24,18 @@ class FlutterEngine {
 
   void ReloadSystemFonts();
   // Null, with a line on the standard error stream, before the engine runs.
-  platform::NativeHandle GetRegistrarForPlugin(const std::string& pluginName);
+  FlutterDesktopPluginRegistrarRef GetRegistrarForPlugin(const std::string& pluginName);
   // Null when the engine could not be created.
   BinaryMessenger* messenger() const;
-  platform::NativeHandle handle() const { return engine_; }
+  FlutterDesktopEngineRef handle() const { return engine_; }
 
  private:
   friend class FlutterViewController;
 
   // The view controller takes the engine over and runs it; this object keeps the messenger.
-  platform::NativeHandle RelinquishEngine();
+  FlutterDesktopEngineRef RelinquishEngine();
 
-  platform::NativeHandle engine_ = nullptr;
+  FlutterDesktopEngineRef engine_ = nullptr;
   bool ownsEngine_ = true;
   bool hasBeenRun_ = false;
   std::string entrypoint_;

@@ -5,18 +5,19 @@
 #include <memory>
 #include <optional>
 
+#include "engine_abi/flutter_embedder.h"
+#include "host/dart_project.h"
 #include "host/flutter_engine.h"
-#include "launch/dart_project.h"
-#include "launch/launch_platform.h"
+#include "platform/handles.h"
 
 class FlutterView {
  public:
-  explicit FlutterView(platform::NativeHandle view) : view_(view) {}
+  explicit FlutterView(FlutterDesktopViewRef view) : view_(view) {}
   // The child window to parent into the top-level window.
-  platform::NativeHandle GetNativeWindow() const;
+  platform::WindowHandle GetNativeWindow() const;
 
  private:
-  platform::NativeHandle view_;
+  FlutterDesktopViewRef view_;
 };
 
 class FlutterViewController {
@@ -31,12 +32,12 @@ class FlutterViewController {
   FlutterView* view() const { return view_.get(); }
 
   // The result when the view claims the top-level window's message.
-  std::optional<std::intptr_t> HandleTopLevelWindowProc(platform::NativeHandle window,
+  std::optional<std::intptr_t> HandleTopLevelWindowProc(platform::WindowHandle window,
                                                         unsigned message, std::uintptr_t wParam,
                                                         std::intptr_t lParam);
 
  private:
   std::unique_ptr<FlutterEngine> engine_;
-  platform::NativeHandle controller_ = nullptr;
+  FlutterDesktopViewControllerRef controller_ = nullptr;
   std::unique_ptr<FlutterView> view_;
 };

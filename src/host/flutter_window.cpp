@@ -2,93 +2,37 @@
 
 #include <algorithm>
 
-#include "blocker/window_blocker.h"
-#include "blocker/window_blocker_channel.h"
-#include "channels/method_channel.h"
-#include "channels/standard_codec.h"
-#include "host/embedder_platform.h"
-#include "host/system_commands.h"
-#include "host/window_messages.h"
-#include "launch/app_log.h"
+#include "app/app_log.h"
+#include "app/product.h"
+#include "host/plugin_registrant.h"
+#include "host/window_modules.h"
+#include "platform/kernel.h"
+#include "platform/owners.h"
+#include "platform/user.h"
 
 namespace {
 
-constexpr unsigned kWmFontChange = 29;
-constexpr unsigned kWmNcLButtonDblClk = 163;
-constexpr std::uintptr_t kHtCaption = 2;
-constexpr unsigned kWmSysCommand = 274;
-constexpr std::uintptr_t kScClose = 61536;
-constexpr std::uintptr_t kScMaximize = 61488;
-constexpr std::intptr_t kWmLButtonDblClk = 515;
-constexpr std::intptr_t kWmRButtonUp = 517;
-
-constexpr int kSwHide = 0;
-constexpr int kSwShow = 5;
-constexpr int kSwRestore = 9;
-
-constexpr unsigned kNimAdd = 0;
-constexpr unsigned kNimModify = 1;
-constexpr unsigned kNimDelete = 2;
-constexpr std::uint32_t kNotifyIconDataSize = 976;
 constexpr unsigned kTrayIconId = 1;
-constexpr unsigned kNifMessageIconTip = 7;
-constexpr int kTrayIconResource = 101;
-constexpr std::u16string_view kTrayTip = u"KelvoTarnel";
+constexpr unsigned kNifMessageIconTip =
+    platform::kNifMessage | platform::kNifIcon | platform::kNifTip;
+static_assert(kNifMessageIconTip == 7);
 
-constexpr unsigned kMfString = 0;
-constexpr unsigned kMfSeparator = 2048;
-constexpr unsigned kTpmReturnCmdNoNotify = 384;
+constexpr unsigned kTpmReturnCmdNoNotify = platform::kTpmReturnCmd | platform::kTpmNoNotify;
+static_assert(kTpmReturnCmdNoNotify == 384);
 constexpr int kMenuShow = 1001;
 constexpr int kMenuExit = 1002;
 
 constexpr char16_t kDefaultTrayShowText[] = u"显示窗口";
 constexpr char16_t kDefaultTrayExitText[] = u"退出";
 
-constexpr char kSystemCommandsChannelName[] = "com.kelvo.tarnel/system_commands";
-
 // The shell announces a restarted taskbar with this message; a lost icon has to be added again.
 // Asked for on first use, as the number is the same for the whole session.
 unsigned TaskbarCreatedMessage() {
-  static const unsigned message = host::platform::RegisterWindowMessageW(u"TaskbarCreated");
+  static const unsigned message = platform::RegisterWindowMessageW(u"TaskbarCreated");
   return message;
 }
 
-// The order is the order of start-up; a module that comes later adds its row at its place.
-constexpr ModuleStage kModuleStages[] = {
-    {[](FlutterWindow& window) {
-       window.AddTrayIcon();
-       return true;
-     },
-     u"Tray icon initialized", u"", u"Tray icon initialization failed"},
-    {[](FlutterWindow&) {
-       blocker::WindowBlocker::Instance().SetOwnProcessId();
-       return true;
-     },
-     u"Window blocker initialized", u"", u"Window blocker initialization failed"},
-    {[](FlutterWindow& window) {
-       window.RegisterWindowBlockerChannel();
-       return true;
-     },
-     u"Window blocker channel registered", u"", u"Window blocker channel registration failed"},
-    {[](FlutterWindow& window) {
-       window.RegisterSystemCommandsChannel();
-       return true;
-     },
-     u"System commands channel registered", u"", u"System commands channel registration failed"},
-};
-
 }  // namespace
-
-void RunModuleStages(FlutterWindow& window, std::span<const ModuleStage> stages) {
-  for (const ModuleStage& stage : stages) {
-    try {
-      const bool accepted = stage.action(window);
-      LogFlutterWindow(accepted || stage.falseLine.empty() ? stage.successLine : stage.falseLine);
-    } catch (...) {
-      LogFlutterWindow(stage.failureLine);
-    }
-  }
-}
 
 FlutterWindow::FlutterWindow(const DartProject& project)
     : project(project), trayShowText(kDefaultTrayShowText), trayExitText(kDefaultTrayExitText) {}
@@ -96,8 +40,7 @@ FlutterWindow::FlutterWindow(const DartProject& project)
 FlutterWindow::~FlutterWindow() {
   // Released here rather than among the members, so that a message arriving while the view
   // goes away finds the pointers already empty.
-  systemCommandsChannel.reset();
-  windowBlockerChannel.reset();
+  while (!channels.empty()) channels.pop_back();
   flutterController.reset();
 }
 
@@ -108,7 +51,7 @@ bool FlutterWindow::OnCreate() {
     return false;
   }
 
-  const host::platform::Rect frame = GetClientArea();
+  const Rect frame = GetClientArea();
   flutterController = std::make_unique<FlutterViewController>(frame.right - frame.left,
                                                               frame.bottom - frame.top, project);
   if (!flutterController->engine() || !flutterController->view()) {
@@ -121,24 +64,26 @@ bool FlutterWindow::OnCreate() {
   LogFlutterWindow(u"RegisterPlugins done");
   SetChildContent(flutterController->view()->GetNativeWindow());
 
-  RunModuleStages(*this, kModuleStages);
+  for (const WindowModule& module : WindowModules()) RunModuleStages(*this, module.stages);
 
   LogFlutterWindow(u"OnCreate done");
   return true;
 }
 
 void FlutterWindow::OnDestroy() {
-  // The system commands channel stays until the object goes; with the engine gone nothing
-  // arrives on it.
-  windowBlockerChannel.reset();
-  // Also runs once before OnCreate, with nothing started; the engine takes that as a no-op.
-  blocker::WindowBlocker::Instance().ShutdownBlocker();
+  for (const WindowModule& module : WindowModules()) {
+    if (module.channel && !module.channelOutlivesDestroy) ReleaseChannel(module.channel);
+  }
+  // Also runs once before OnCreate, with nothing started.
+  for (const WindowModule& module : WindowModules()) {
+    if (module.stop) module.stop(*this);
+  }
   RemoveTrayIcon();
   flutterController.reset();
   Win32Window::OnDestroy();
 }
 
-std::intptr_t FlutterWindow::MessageHandler(platform::NativeHandle window, unsigned message,
+std::intptr_t FlutterWindow::MessageHandler(platform::WindowHandle window, unsigned message,
                                             std::uintptr_t wParam, std::intptr_t lParam) {
   // The flag stays set across a taskbar restart, so this takes NIM_MODIFY; the view never
   // sees the message.
@@ -156,33 +101,33 @@ std::intptr_t FlutterWindow::MessageHandler(platform::NativeHandle window, unsig
   }
 
   switch (message) {
-    case kWmFontChange:
+    case platform::kWmFontChange:
       if (flutterController && flutterController->engine()) {
         flutterController->engine()->ReloadSystemFonts();
       }
       break;
-    case kWmNcLButtonDblClk:
+    case platform::kWmNcLButtonDblClk:
       // A double click on the caption must not maximise the window.
-      if (wParam == kHtCaption) return 0;
+      if (wParam == platform::kHtCaption) return 0;
       break;
-    case kWmSysCommand:
+    case platform::kWmSysCommand:
       // The whole wParam, unmasked: only the plain commands are caught.
-      if (wParam == kScClose) {
+      if (wParam == platform::kScClose) {
         // Closing hides: the application lives on in the tray.
-        host::platform::ShowWindow(window, kSwHide);
+        platform::ShowWindow(window, platform::kSwHide);
         return 0;
       }
-      if (wParam == kScMaximize) return 0;
+      if (wParam == platform::kScMaximize) return 0;
       break;
-    case kMsgTrayIcon:
-      if (lParam == kWmRButtonUp) return ShowTrayMenu(window);
-      if (lParam == kWmLButtonDblClk) {
-        host::platform::ShowWindow(window, kSwRestore);
-        host::platform::SetForegroundWindow(window);
+    case product::kMsgTrayIcon:
+      if (lParam == platform::kWmRButtonUp) return ShowTrayMenu(window);
+      if (lParam == platform::kWmLButtonDblClk) {
+        platform::ShowWindow(window, platform::kSwRestore);
+        platform::SetForegroundWindow(window);
         return 0;
       }
       break;
-    case kMsgShowWindow:
+    case product::kMsgShowWindow:
       ShowFromTray(window);
       return 0;
     default:
@@ -191,77 +136,79 @@ std::intptr_t FlutterWindow::MessageHandler(platform::NativeHandle window, unsig
   return Win32Window::MessageHandler(window, message, wParam, lParam);
 }
 
-void FlutterWindow::ShowFromTray(platform::NativeHandle window) {
+void FlutterWindow::ShowFromTray(platform::WindowHandle window) {
   // A failed NIM_ADD left the flag clear: this is its one retry.
   if (!trayIconAdded) AddTrayIcon();
-  host::platform::ShowWindow(window, host::platform::IsIconic(window) ? kSwRestore : kSwShow);
-  host::platform::SetForegroundWindow(window);
-  host::platform::BringWindowToTop(window);
+  platform::ShowWindow(window,
+                       platform::IsIconic(window) ? platform::kSwRestore : platform::kSwShow);
+  platform::SetForegroundWindow(window);
+  platform::BringWindowToTop(window);
 }
 
-std::intptr_t FlutterWindow::ShowTrayMenu(platform::NativeHandle window) {
-  const host::platform::Point cursor = host::platform::GetCursorPos();
-  const platform::NativeHandle menu = host::platform::CreatePopupMenu();
+std::intptr_t FlutterWindow::ShowTrayMenu(platform::WindowHandle window) {
+  ::Point cursor;
+  platform::GetCursorPos(&cursor);
+  const platform::UniqueMenu menu(platform::CreatePopupMenu());
   // Read now, so that texts replaced from Dart show on the next menu.
-  host::platform::AppendMenuW(menu, kMfString, kMenuShow, trayShowText);
-  host::platform::AppendMenuW(menu, kMfSeparator, 0, u"");
-  host::platform::AppendMenuW(menu, kMfString, kMenuExit, trayExitText);
+  platform::AppendMenuW(menu.get(), platform::kMfString, kMenuShow, trayShowText);
+  platform::AppendMenuW(menu.get(), platform::kMfSeparator, 0, u"");
+  platform::AppendMenuW(menu.get(), platform::kMfString, kMenuExit, trayExitText);
   // Without the foreground the menu would not close when the user clicks elsewhere.
-  host::platform::SetForegroundWindow(window);
+  platform::SetForegroundWindow(window);
   const int command =
-      host::platform::TrackPopupMenu(menu, kTpmReturnCmdNoNotify, cursor.x, cursor.y, window);
+      platform::TrackPopupMenu(menu.get(), kTpmReturnCmdNoNotify, cursor.x, cursor.y, window);
   if (command == kMenuShow) {
-    host::platform::ShowWindow(window, kSwRestore);
-    host::platform::SetForegroundWindow(window);
+    platform::ShowWindow(window, platform::kSwRestore);
+    platform::SetForegroundWindow(window);
   } else if (command == kMenuExit) {
     // Process end is the clean-up; OnDestroy does not run on this path.
     RemoveTrayIcon();
-    host::platform::ExitProcess(0);
+    platform::ExitProcess(0);
   }
-  host::platform::DestroyMenu(menu);
   return 0;
 }
 
 void FlutterWindow::AddTrayIcon() {
-  trayData = host::platform::NotifyIconData{};
-  trayData.size = kNotifyIconDataSize;
+  trayData = platform::NotifyIconData{};
+  trayData.size = platform::kNotifyIconDataSize;
   trayData.window = GetHandle();
   trayData.id = kTrayIconId;
   trayData.flags = kNifMessageIconTip;
-  trayData.callbackMessage = kMsgTrayIcon;
-  trayData.icon = host::platform::LoadIconW(host::platform::GetModuleHandleW(), kTrayIconResource);
-  const size_t tipLength = std::min(kTrayTip.size(), trayData.tip.size() - 1);
-  std::copy_n(kTrayTip.begin(), tipLength, trayData.tip.begin());
+  trayData.callbackMessage = product::kMsgTrayIcon;
+  trayData.icon =
+      platform::LoadIconW(platform::GetModuleHandleW(nullptr), product::kAppIconResource);
+  const size_t tipLength = std::min(product::kProductName.size(), trayData.tip.size() - 1);
+  std::copy_n(product::kProductName.begin(), tipLength, trayData.tip.begin());
 
   if (!trayIconAdded) {
-    trayIconAdded = host::platform::Shell_NotifyIconW(kNimAdd, trayData);
+    trayIconAdded = platform::Shell_NotifyIconW(platform::kNimAdd, trayData);
   } else {
-    host::platform::Shell_NotifyIconW(kNimModify, trayData);
+    platform::Shell_NotifyIconW(platform::kNimModify, trayData);
   }
 }
 
 void FlutterWindow::RemoveTrayIcon() {
   if (!trayIconAdded) return;
-  host::platform::Shell_NotifyIconW(kNimDelete, trayData);
+  platform::Shell_NotifyIconW(platform::kNimDelete, trayData);
   trayIconAdded = false;
 }
 
-void FlutterWindow::RegisterPlugins(FlutterEngine* engine) {
-  host::platform::RegisterPlugins(engine->handle());
+void FlutterWindow::RegisterPlugins(FlutterEngine* engine) { ::RegisterPlugins(engine->handle()); }
+
+void FlutterWindow::RegisterChannel(const char* name, MethodCallHandler handler) {
+  if (!flutterController || !flutterController->engine()) return;
+  ReleaseChannel(name);
+  auto channel = std::make_unique<MethodChannel>(flutterController->engine()->messenger(), name,
+                                                 &StandardMethodCodec::GetInstance());
+  channel->SetMethodCallHandler(std::move(handler));
+  channels.emplace_back(name, std::move(channel));
 }
 
-void FlutterWindow::RegisterWindowBlockerChannel() {
-  if (!flutterController || !flutterController->engine()) return;
-  windowBlockerChannel = std::make_unique<MethodChannel>(flutterController->engine()->messenger(),
-                                                         blocker::kWindowBlockerChannelName,
-                                                         &StandardMethodCodec::GetInstance());
-  windowBlockerChannel->SetMethodCallHandler(WindowBlockerChannelHandler);
+void FlutterWindow::ReleaseChannel(const char* name) {
+  std::erase_if(channels, [name](const auto& entry) { return entry.first == name; });
 }
 
-void FlutterWindow::RegisterSystemCommandsChannel() {
-  if (!flutterController || !flutterController->engine()) return;
-  systemCommandsChannel = std::make_unique<MethodChannel>(flutterController->engine()->messenger(),
-                                                          kSystemCommandsChannelName,
-                                                          &StandardMethodCodec::GetInstance());
-  systemCommandsChannel->SetMethodCallHandler(HandleSystemCommandsCall);
+bool FlutterWindow::HasChannel(const char* name) const {
+  return std::any_of(channels.begin(), channels.end(),
+                     [name](const auto& entry) { return entry.first == name; });
 }

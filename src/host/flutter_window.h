@@ -1,36 +1,21 @@
 // The application's one top-level window: hosts the Flutter view, owns the engine through its
-// view controller, keeps the notification-area icon, and starts and stops the native modules.
-// Closing it only hides it; the tray menu's exit item ends the process.
+// view controller, keeps the notification-area icon, and starts and stops the native modules of
+// window_modules.h. Closing it only hides it; the tray menu's exit item ends the process.
 #pragma once
 
 #include <cstdint>
 #include <memory>
-#include <span>
 #include <string>
-#include <string_view>
+#include <utility>
+#include <vector>
 
+#include "channels/method_channel.h"
+#include "host/dart_project.h"
 #include "host/flutter_view_controller.h"
-#include "host/tray_platform.h"
 #include "host/win32_window.h"
-#include "launch/dart_project.h"
+#include "platform/shell.h"
 
 class FlutterEngine;
-class MethodChannel;
-
-class FlutterWindow;
-
-// One module's start in OnCreate. The action answers false only where a module reports a
-// refusal of its own; such a row has a line for it.
-struct ModuleStage {
-  bool (*action)(FlutterWindow& window);
-  std::u16string_view successLine;
-  std::u16string_view falseLine;  // empty: the action never answers false
-  std::u16string_view failureLine;
-};
-
-// Runs each stage inside its own catch of everything: a module that throws logs its line and
-// leaves the next ones to run.
-void RunModuleStages(FlutterWindow& window, std::span<const ModuleStage> stages);
 
 class FlutterWindow : public Win32Window {
  public:
@@ -40,8 +25,11 @@ class FlutterWindow : public Win32Window {
   void AddTrayIcon();
   void RemoveTrayIcon();
   void RegisterPlugins(FlutterEngine* engine);
-  void RegisterSystemCommandsChannel();
-  void RegisterWindowBlockerChannel();
+  // Creates the named channel on the engine's messenger with its handler, replacing one of the
+  // same name; nothing without a controller or an engine.
+  void RegisterChannel(const char* name, MethodCallHandler handler);
+  void ReleaseChannel(const char* name);
+  bool HasChannel(const char* name) const;
 
   // The tray menu's texts, read each time the menu opens; Dart may replace them.
   std::u16string& TrayShowText() { return trayShowText; }
@@ -51,20 +39,21 @@ class FlutterWindow : public Win32Window {
   FlutterViewController* Controller() const { return flutterController.get(); }
 
  protected:
-  std::intptr_t MessageHandler(platform::NativeHandle window, unsigned message,
+  std::intptr_t MessageHandler(platform::WindowHandle window, unsigned message,
                                std::uintptr_t wParam, std::intptr_t lParam) override;
   bool OnCreate() override;
   void OnDestroy() override;
 
  private:
-  std::intptr_t ShowTrayMenu(platform::NativeHandle window);
-  void ShowFromTray(platform::NativeHandle window);
+  std::intptr_t ShowTrayMenu(platform::WindowHandle window);
+  void ShowFromTray(platform::WindowHandle window);
 
   DartProject project;
   std::unique_ptr<FlutterViewController> flutterController;
-  std::unique_ptr<MethodChannel> windowBlockerChannel;
-  std::unique_ptr<MethodChannel> systemCommandsChannel;
-  host::platform::NotifyIconData trayData;
+  // The modules' channels in the order they were registered; the destructor releases them in
+  // the reverse order.
+  std::vector<std::pair<std::string, std::unique_ptr<MethodChannel>>> channels;
+  platform::NotifyIconData trayData;
   bool trayIconAdded = false;
   std::u16string trayShowText;
   std::u16string trayExitText;

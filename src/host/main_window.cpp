@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "host/flutter_window.h"
-#include "launch/launch_stages.h"
+#include "host/main_window.h"
 
 namespace {
 
@@ -19,7 +19,7 @@ class FlutterMainWindow : public MainWindow {
                     unsigned height) override {
     return window.CreateHidden(title, {x, y}, {width, height});
   }
-  platform::NativeHandle GetHandle() const override { return window.GetHandle(); }
+  platform::WindowHandle GetHandle() const override { return window.GetHandle(); }
   void SetQuitOnClose(bool quitOnClose) override { window.SetQuitOnClose(quitOnClose); }
 
  private:

@@ -1,6 +1,6 @@
 // Registers the eleven plugin libraries with the engine, in their fixed order.
 #pragma once
 
-#include "host/flutter_embedder.h"
+#include "engine_abi/flutter_embedder.h"
 
 void RegisterPlugins(FlutterDesktopEngineRef engine);

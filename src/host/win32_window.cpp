@@ -1,13 +1,15 @@
 #include "host/win32_window.h"
 
-#include "launch/launch_platform.h"
+#include "app/product.h"
+#include "engine_abi/flutter_embedder.h"
+#include "platform/kernel.h"
+#include "platform/user.h"
 
 namespace {
 
-using namespace host_messages;
-
-constexpr unsigned kClassStyle = 3;  // CS_HREDRAW | CS_VREDRAW
-constexpr unsigned kSwpNoZOrderNoActivate = 20;
+constexpr unsigned kClassStyle = platform::kCsHRedraw | platform::kCsVRedraw;
+constexpr unsigned kSwpNoZOrderNoActivate = platform::kSwpNoZOrder | platform::kSwpNoActivate;
+static_assert(kClassStyle == 3 && kSwpNoZOrderNoActivate == 20);
 constexpr int kMinimumTrackWidth = 800;
 constexpr int kMinimumTrackHeight = 600;
 constexpr double kBaseDpi = 96.0;
@@ -23,24 +25,24 @@ class WindowClassRegistrar {
     return registrar;
   }
 
-  const char16_t* GetWindowClass() {
+  std::u16string_view GetWindowClass() {
     if (!registered) {
-      host::platform::WindowClass windowClass;
+      platform::WindowClass windowClass;
       windowClass.style = kClassStyle;
       windowClass.procedure = &Win32Window::WindowProc;
-      windowClass.instance = host::platform::GetModuleHandleW();
-      windowClass.icon = host::platform::LoadIconW(windowClass.instance, kIconResource);
-      windowClass.cursor = host::platform::LoadArrowCursor();
-      windowClass.className = kWindowClassName;
+      windowClass.instance = platform::GetModuleHandleW(nullptr);
+      windowClass.icon = platform::LoadIconW(windowClass.instance, product::kAppIconResource);
+      windowClass.cursor = platform::LoadCursorW(platform::kIdcArrow);
+      windowClass.className = product::kMainWindowClass;
       // A failure shows itself as a failed CreateWindowExW.
-      host::platform::RegisterClassW(windowClass);
+      platform::RegisterClassW(windowClass);
       registered = true;
     }
-    return kWindowClassName;
+    return product::kMainWindowClass;
   }
 
   void UnregisterWindowClass() {
-    host::platform::UnregisterClassW(kWindowClassName, host::platform::GetModuleHandleW());
+    platform::UnregisterClassW(product::kMainWindowClass, platform::GetModuleHandleW(nullptr));
     registered = false;
   }
 
@@ -48,18 +50,20 @@ class WindowClassRegistrar {
   bool registered = false;
 };
 
-Win32Window* WindowOf(platform::NativeHandle window) {
-  return reinterpret_cast<Win32Window*>(host::platform::GetWindowLongPtrW(window, kGwlpUserData));
+Win32Window* WindowOf(platform::WindowHandle window) {
+  return reinterpret_cast<Win32Window*>(
+      platform::GetWindowLongPtrW(window, platform::kGwlpUserData));
 }
 
 // Older systems lack the export; the caption and borders then simply stay at the first DPI.
-void EnableNonClientDpiScaling(platform::NativeHandle window) {
-  const platform::NativeHandle user32 = host::platform::LoadLibraryA("User32.dll");
+// The library stays loaded when the export is missing, as it always has.
+void EnableNonClientDpiScaling(platform::WindowHandle window) {
+  const platform::ModuleHandle user32 = platform::LoadLibraryA("User32.dll");
   if (!user32) return;
-  void* enable = host::platform::GetProcAddress(user32, "EnableNonClientDpiScaling");
+  void* enable = platform::GetProcAddress(user32, "EnableNonClientDpiScaling");
   if (!enable) return;
-  host::platform::CallEnableNonClientDpiScaling(enable, window);
-  host::platform::FreeLibrary(user32);
+  platform::CallEnableNonClientDpiScaling(enable, window);
+  platform::FreeLibrary(user32);
 }
 
 int Scale(int value, double scale) { return static_cast<int>(value * scale); }
@@ -76,73 +80,75 @@ Win32Window::~Win32Window() {
 int Win32Window::ActiveWindowCount() { return activeWindowCount; }
 
 bool Win32Window::CreateHidden(const std::u16string& title, const Point& origin, const Size& size) {
-  return Create(title, origin, size, kWsOverlappedWindow);
+  return Create(title, origin, size, platform::kWsOverlappedWindow);
 }
 
 bool Win32Window::CreateAndShow(const std::u16string& title, const Point& origin,
                                 const Size& size) {
-  return Create(title, origin, size, kWsOverlappedWindow | kWsVisible);
+  return Create(title, origin, size, platform::kWsOverlappedWindow | platform::kWsVisible);
 }
 
 bool Win32Window::Create(const std::u16string& title, const Point& origin, const Size& size,
                          unsigned long style) {
   Destroy();
-  const char16_t* windowClass = WindowClassRegistrar::Instance().GetWindowClass();
+  const std::u16string_view windowClass = WindowClassRegistrar::Instance().GetWindowClass();
 
-  const platform::NativeHandle monitor = platform::MonitorFromPoint(origin.x, origin.y);
-  const double scale = platform::FlutterDesktopGetDpiForMonitor(monitor) / kBaseDpi;
+  const platform::MonitorHandle monitor =
+      platform::MonitorFromPoint({origin.x, origin.y}, platform::kMonitorDefaultToNearest);
+  const double scale = FlutterDesktopGetDpiForMonitor(monitor) / kBaseDpi;
 
-  const platform::NativeHandle window = host::platform::CreateWindowExW(
+  const platform::WindowHandle window = platform::CreateWindowExW(
       0, windowClass, title, style, Scale(origin.x, scale), Scale(origin.y, scale),
       Scale(static_cast<int>(size.width), scale), Scale(static_cast<int>(size.height), scale),
-      nullptr, nullptr, host::platform::GetModuleHandleW(), this);
+      nullptr, nullptr, platform::GetModuleHandleW(nullptr), this);
   if (!window) return false;
   return OnCreate();
 }
 
-std::intptr_t Win32Window::WindowProc(platform::NativeHandle window, unsigned message,
+std::intptr_t Win32Window::WindowProc(platform::WindowHandle window, unsigned message,
                                       std::uintptr_t wParam, std::intptr_t lParam) {
-  if (message == kWmNcCreate) {
-    void* self = host::platform::CreateParameterOf(lParam);
-    host::platform::SetWindowLongPtrW(window, kGwlpUserData, reinterpret_cast<std::intptr_t>(self));
+  if (message == platform::kWmNcCreate) {
+    void* self = platform::CreateParameterOf(lParam);
+    platform::SetWindowLongPtrW(window, platform::kGwlpUserData,
+                                reinterpret_cast<std::intptr_t>(self));
     EnableNonClientDpiScaling(window);
     if (self) static_cast<Win32Window*>(self)->windowHandle = window;
-    return host::platform::DefWindowProcW(window, message, wParam, lParam);
+    return platform::DefWindowProcW(window, message, wParam, lParam);
   }
   // Messages that come before WM_NCCREATE (WM_GETMINMAXINFO first of all) find no object yet.
   if (Win32Window* self = WindowOf(window)) {
     return self->MessageHandler(window, message, wParam, lParam);
   }
-  return host::platform::DefWindowProcW(window, message, wParam, lParam);
+  return platform::DefWindowProcW(window, message, wParam, lParam);
 }
 
-std::intptr_t Win32Window::MessageHandler(platform::NativeHandle window, unsigned message,
+std::intptr_t Win32Window::MessageHandler(platform::WindowHandle window, unsigned message,
                                           std::uintptr_t wParam, std::intptr_t lParam) {
   switch (message) {
-    case kWmDestroy:
+    case platform::kWmDestroy:
       windowHandle = nullptr;
       Destroy();
-      if (quitOnClose) host::platform::PostQuitMessage(0);
+      if (quitOnClose) platform::PostQuitMessage(0);
       return 0;
-    case kWmSize:
+    case platform::kWmSize:
       FitChildToClientArea();
       return 0;
-    case kWmActivate:
-      if (childContent) host::platform::SetFocus(childContent);
+    case platform::kWmActivate:
+      if (childContent) platform::SetFocus(childContent);
       return 0;
-    case kWmGetMinMaxInfo:
+    case platform::kWmGetMinMaxInfo:
       // Physical pixels on purpose: the floor does not grow with the monitor's DPI.
-      host::platform::SetMinTrackSize(lParam, kMinimumTrackWidth, kMinimumTrackHeight);
+      platform::SetMinTrackSize(lParam, kMinimumTrackWidth, kMinimumTrackHeight);
       return 0;
-    case kWmDpiChanged: {
-      const host::platform::Rect suggested = host::platform::SuggestedRectOf(lParam);
-      host::platform::SetWindowPos(window, nullptr, suggested.left, suggested.top,
+    case platform::kWmDpiChanged: {
+      const Rect suggested = platform::SuggestedRectOf(lParam);
+      platform::SetWindowPos(window, nullptr, suggested.left, suggested.top,
                                    suggested.right - suggested.left,
                                    suggested.bottom - suggested.top, kSwpNoZOrderNoActivate);
       return 0;
     }
     default:
-      return host::platform::DefWindowProcW(window, message, wParam, lParam);
+      return platform::DefWindowProcW(window, message, wParam, lParam);
   }
 }
 
@@ -154,26 +160,28 @@ void Win32Window::Destroy() {
   OnDestroy();
   if (windowHandle) {
     // The WM_DESTROY inside the call clears the handle already; this covers a failed call.
-    host::platform::DestroyWindow(windowHandle);
+    platform::DestroyWindow(windowHandle);
     windowHandle = nullptr;
   }
   if (activeWindowCount == 0) WindowClassRegistrar::Instance().UnregisterWindowClass();
 }
 
-void Win32Window::SetChildContent(platform::NativeHandle content) {
+void Win32Window::SetChildContent(platform::WindowHandle content) {
   childContent = content;
-  host::platform::SetParent(content, windowHandle);
+  platform::SetParent(content, windowHandle);
   FitChildToClientArea();
-  host::platform::SetFocus(content);
+  platform::SetFocus(content);
 }
 
-host::platform::Rect Win32Window::GetClientArea() const {
-  return host::platform::GetClientRect(windowHandle);
+Rect Win32Window::GetClientArea() const {
+  Rect client;
+  platform::GetClientRect(windowHandle, &client);
+  return client;
 }
 
 void Win32Window::FitChildToClientArea() {
   if (!childContent) return;
-  const host::platform::Rect client = GetClientArea();
-  host::platform::MoveWindow(childContent, client.left, client.top, client.right - client.left,
+  const Rect client = GetClientArea();
+  platform::MoveWindow(childContent, client.left, client.top, client.right - client.left,
                              client.bottom - client.top, true);
 }

@@ -5,7 +5,8 @@
 #include <cstdint>
 #include <string>
 
-#include "host/window_platform.h"
+#include "base/geometry.h"
+#include "platform/handles.h"
 
 class Win32Window {
  public:
@@ -29,20 +30,20 @@ class Win32Window {
   bool CreateAndShow(const std::u16string& title, const Point& origin, const Size& size);
 
   void Destroy();
-  void SetChildContent(platform::NativeHandle content);
-  host::platform::Rect GetClientArea() const;
-  platform::NativeHandle GetHandle() const { return windowHandle; }
+  void SetChildContent(platform::WindowHandle content);
+  Rect GetClientArea() const;
+  platform::WindowHandle GetHandle() const { return windowHandle; }
   void SetQuitOnClose(bool quit) { quitOnClose = quit; }
 
   // The class's window procedure.
-  static std::intptr_t WindowProc(platform::NativeHandle window, unsigned message,
+  static std::intptr_t WindowProc(platform::WindowHandle window, unsigned message,
                                   std::uintptr_t wParam, std::intptr_t lParam);
 
   // Windows alive in the process; the class is unregistered when the last one is destroyed.
   static int ActiveWindowCount();
 
  protected:
-  virtual std::intptr_t MessageHandler(platform::NativeHandle window, unsigned message,
+  virtual std::intptr_t MessageHandler(platform::WindowHandle window, unsigned message,
                                        std::uintptr_t wParam, std::intptr_t lParam);
   virtual bool OnCreate();
   virtual void OnDestroy();
@@ -53,23 +54,6 @@ class Win32Window {
   void FitChildToClientArea();
 
   bool quitOnClose = false;
-  platform::NativeHandle windowHandle = nullptr;
-  platform::NativeHandle childContent = nullptr;
+  platform::WindowHandle windowHandle = nullptr;
+  platform::WindowHandle childContent = nullptr;
 };
-
-// Window messages and values of the host window's table.
-namespace host_messages {
-constexpr unsigned kWmDestroy = 2;
-constexpr unsigned kWmSize = 5;
-constexpr unsigned kWmActivate = 6;
-constexpr unsigned kWmGetMinMaxInfo = 36;
-constexpr unsigned kWmNcCreate = 129;
-constexpr unsigned kWmDpiChanged = 736;
-constexpr unsigned long kWsOverlappedWindow = 0xCF0000;
-constexpr unsigned long kWsVisible = 0x10000000;
-constexpr int kGwlpUserData = -21;
-constexpr int kIconResource = 101;
-}  // namespace host_messages
-
-// The class name the host window registers.
-inline constexpr char16_t kWindowClassName[] = u"FLUTTER_RUNNER_WIN32_WINDOW";

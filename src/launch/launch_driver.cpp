@@ -3,15 +3,21 @@
 #include <algorithm>
 #include <cmath>
 
-#include "launch/app_log.h"
-
-platform::NativeHandle mainWindowHandle = nullptr;
-std::atomic<bool> activationPipeStopFlag{false};
+#include "app/app_log.h"
+#include "app/command_line.h"
+#include "app/product.h"
+#include "engine_abi/flutter_embedder.h"
+#include "host/main_window.h"
+#include "lock/lock_window.h"
+#include "lock/password_store.h"
+#include "platform/com.h"
+#include "platform/kernel.h"
+#include "platform/user.h"
+#include "service/service_bootstrap.h"
+#include "single_instance/single_instance.h"
 
 namespace {
 
-constexpr int kProcessPerMonitorDpiAware = 2;
-constexpr std::u16string_view kWindowTitle = u"ZMS";
 constexpr int kWindowOriginX = 10;
 constexpr int kWindowOriginY = 10;
 constexpr unsigned kDefaultWidth = 1200;
@@ -25,7 +31,7 @@ constexpr double kMinimumScale = 0.75;
 constexpr double kMaximumScale = 1.0;
 constexpr double kBaseDpi = 96.0;
 
-int FailComInitialization(std::int32_t hr, InstanceMutex& mutex) {
+int FailComInitialization(std::int32_t hr, platform::UniqueKernelHandle& mutex) {
   WriteAppLog(
       FormatLogLine(u"ERROR: CoInitializeEx failed. HRESULT: 0x%08X", static_cast<unsigned>(hr)));
   mutex.reset();
@@ -48,14 +54,18 @@ WindowScale ScaleInitialWindow(unsigned dpi, int screenWidth) {
 }
 
 InitialWindowSize ComputeInitialWindowSize() {
-  const platform::NativeHandle monitor = platform::MonitorFromPoint(kWindowOriginX, kWindowOriginY);
+  const platform::MonitorHandle monitor = platform::MonitorFromPoint(
+      {kWindowOriginX, kWindowOriginY}, platform::kMonitorDefaultToNearest);
   if (!monitor) {
     WriteAppLog(u"DPI scale: no monitor, using default 1200x720");
     return {kDefaultWidth, kDefaultHeight};
   }
-  const unsigned dpi = platform::FlutterDesktopGetDpiForMonitor(monitor);
-  const platform::MonitorSize screen = platform::GetMonitorInfoW(monitor).value_or(
-      platform::MonitorSize{kFallbackScreenWidth, kFallbackScreenHeight});
+  const unsigned dpi = FlutterDesktopGetDpiForMonitor(monitor);
+  Size screen{kFallbackScreenWidth, kFallbackScreenHeight};
+  platform::MonitorInfo info;
+  if (platform::GetMonitorInfoW(monitor, &info)) {
+    screen = {info.monitor.Width(), info.monitor.Height()};
+  }
   const WindowScale scaled = ScaleInitialWindow(dpi, screen.width);
   WriteAppLog(
       FormatLogLine(u"DPI scale: dpi=%u, ratio=%.2f, screen=%dx%d, scale=%.2f, window size=%u x %u",
@@ -71,11 +81,19 @@ void CreateDebugConsole() {
   if (!platform::ReopenStreamToConsole(platform::StandardStream::kError))
     platform::DuplicateStdoutOnto(2);
   platform::SyncWithStdio();
-  platform::FlutterDesktopResyncOutputStreams();
+  FlutterDesktopResyncOutputStreams();
 }
 
-int RunLaunchDriver(platform::NativeHandle instance, int showCommand) {
-  platform::SetProcessDpiAwareness(kProcessPerMonitorDpiAware);
+void RunMessageLoop() {
+  platform::Message message;
+  while (platform::GetMessageW(&message, nullptr, 0, 0) != 0) {
+    platform::TranslateMessage(message);
+    platform::DispatchMessageW(message);
+  }
+}
+
+int RunLaunchDriver(platform::ModuleHandle instance, int showCommand) {
+  platform::SetProcessDpiAwareness(platform::kProcessPerMonitorDpiAware);
   EnsureLogDirectory();
 
   if (HasCommandLineFlag(u"--verify-uninstall-password")) return VerifyUninstallPassword();
@@ -86,11 +104,11 @@ int RunLaunchDriver(platform::NativeHandle instance, int showCommand) {
 
   WriteAppLog(u"========== Application starting ==========");
   WriteAppLog(u"Checking for single instance (mutex)...");
-  InstanceMutex mutex;
+  platform::UniqueKernelHandle mutex;
   if (const auto exitCode = AcquireInstanceMutex(mutex)) return *exitCode;
   WriteAppLog(u"Single instance check passed");
 
-  if (!platform::AttachConsole() && platform::IsDebuggerPresent()) {
+  if (!platform::AttachConsole(platform::kAttachParentProcess) && platform::IsDebuggerPresent()) {
     WriteAppLog(u"Debugger present, creating console...");
     CreateDebugConsole();
   }
@@ -121,7 +139,7 @@ int RunLaunchDriver(platform::NativeHandle instance, int showCommand) {
   const bool visible = !HasCommandLineFlag(u"--tray-only") && showCommand != 0;
   WriteAppLog(visible ? u"Creating window (visible, manual launch)..."
                       : u"Creating window (hidden, service launch)...");
-  const std::u16string title(kWindowTitle);
+  const std::u16string title(product::kMainWindowTitle);
   const bool created =
       visible
           ? window->CreateAndShow(title, kWindowOriginX, kWindowOriginY, size.width, size.height)
@@ -146,7 +164,7 @@ int RunLaunchDriver(platform::NativeHandle instance, int showCommand) {
 
   WriteAppLog(u"Entering message loop...");
   WriteAppLog(u"Flutter Dart code initialization should start now...");
-  platform::RunMessageLoop();
+  RunMessageLoop();
 
   WriteAppLog(u"Message loop exited, cleaning up...");
   activationPipeStopFlag.exchange(true);

@@ -1,17 +1,10 @@
 // wWinMain's logic: the mode order, the start-up stages of the full application, exit codes.
 #pragma once
 
-#include <atomic>
 #include <optional>
 
-#include "launch/command_line.h"
-#include "launch/dart_project.h"
-#include "launch/launch_platform.h"
-#include "launch/launch_stages.h"
-
-// Written once on the main thread before the activation pipe thread starts.
-extern platform::NativeHandle mainWindowHandle;
-extern std::atomic<bool> activationPipeStopFlag;
+#include "platform/handles.h"
+#include "platform/owners.h"
 
 struct InitialWindowSize {
   unsigned width = 0;
@@ -33,6 +26,10 @@ void CreateDebugConsole();
 
 // Takes the instance mutex, or hands over to the running instance. An exit code ends the
 // process; otherwise `mutex` holds the mutex, or nothing on the no-target path.
-std::optional<int> AcquireInstanceMutex(InstanceMutex& mutex);
+std::optional<int> AcquireInstanceMutex(platform::UniqueKernelHandle& mutex);
 
-int RunLaunchDriver(platform::NativeHandle instance, int showCommand);
+// GetMessageW with no window filter until it returns zero (-1 counts as a message, as the Win32
+// template's loop has it), with TranslateMessage and DispatchMessageW for each.
+void RunMessageLoop();
+
+int RunLaunchDriver(platform::ModuleHandle instance, int showCommand);

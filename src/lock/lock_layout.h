@@ -8,31 +8,12 @@
 #include <string_view>
 #include <vector>
 
-struct LockSize {
-  int width = 0;
-  int height = 0;
-};
+#include "base/geometry.h"
 
-struct LockPoint {
-  int x = 0;
-  int y = 0;
-  bool operator==(const LockPoint&) const = default;
-};
-
-// The layout of a Win32 RECT: right and bottom lie just outside.
-struct LockRect {
-  std::int32_t left = 0;
-  std::int32_t top = 0;
-  std::int32_t right = 0;
-  std::int32_t bottom = 0;
-
-  int Width() const { return right - left; }
-  int Height() const { return bottom - top; }
-  // PtInRect: the left and top edges are inside, the right and bottom ones are not.
-  bool Contains(int x, int y) const { return x >= left && x < right && y >= top && y < bottom; }
-  LockRect Offset(int dx, int dy) const { return {left + dx, top + dy, right + dx, bottom + dy}; }
-  bool operator==(const LockRect&) const = default;
-};
+// The lock's geometry is plain pixels in the layout of Win32's SIZE, POINT and RECT.
+using LockSize = Size;
+using LockPoint = Point;
+using LockRect = Rect;
 
 enum class LockKeyKind : std::int32_t { kDigit = 1, kBackspace = 2, kClear = 3, kSubmit = 4 };
 

@@ -1,9 +1,43 @@
 #include "lock/lock_screen.h"
 
+#include "base/text.h"
 #include "lock/password_store.h"
-#include "platform/text.h"
+#include "platform/gdi.h"
+#include "platform/user.h"
 
 namespace {
+
+LockSize ClientSizeOf(LockWindowHandle hwnd) {
+  Rect rect;
+  if (!platform::GetClientRect(hwnd, &rect)) return {};
+  return {rect.Width(), rect.Height()};
+}
+
+unsigned DeviceDpiOf(LockWindowHandle hwnd) {
+  const platform::DcHandle dc = platform::GetDC(hwnd);
+  if (!dc) return 0;
+  const int dpi = platform::GetDeviceCaps(dc, platform::kLogPixelsX);
+  platform::ReleaseDC(hwnd, dc);
+  return dpi > 0 ? static_cast<unsigned>(dpi) : 0;
+}
+
+// rcMonitor of the monitor nearest to the window; nullopt when either call fails.
+std::optional<LockSize> NearestMonitorSizeOf(LockWindowHandle hwnd) {
+  Rect windowRect;
+  if (!platform::GetWindowRect(hwnd, &windowRect)) return std::nullopt;
+  const platform::MonitorHandle monitor =
+      platform::MonitorFromRect(windowRect, platform::kMonitorDefaultToNearest);
+  platform::MonitorInfo info;
+  if (!monitor || !platform::GetMonitorInfoW(monitor, &info)) return std::nullopt;
+  return LockSize{info.monitor.Width(), info.monitor.Height()};
+}
+
+LockSize PrimaryScreenSize() {
+  return {platform::GetSystemMetrics(platform::kSmCxScreen),
+          platform::GetSystemMetrics(platform::kSmCyScreen)};
+}
+
+void Repaint(LockWindowHandle hwnd) { platform::InvalidateRect(hwnd, nullptr, false); }
 
 bool IsLockDigit(char16_t character) { return character >= u'0' && character <= u'9'; }
 
@@ -22,23 +56,22 @@ LockScreenState& GetLockScreenState() {
 void ResetLockScreenState() { GetLockScreenState() = LockScreenState{}; }
 
 double ComputeLockScale(LockWindowHandle hwnd) {
-  const unsigned windowDpi = lock::platform::GetDpiForWindow(hwnd);
+  const unsigned windowDpi = platform::GetDpiForWindow(hwnd);
   // The DC is only fetched when the window cannot tell its own DPI.
-  const unsigned dpi =
-      ChooseLockDpi(windowDpi, windowDpi != 0 ? 0 : lock::platform::GetDeviceCapsLogPixelsX(hwnd));
-  const auto monitor = lock::platform::GetNearestMonitorSize(hwnd);
-  return ComputeLockScaleFrom(dpi, monitor ? *monitor : lock::platform::GetPrimaryScreenSize());
+  const unsigned dpi = ChooseLockDpi(windowDpi, windowDpi != 0 ? 0 : DeviceDpiOf(hwnd));
+  const auto monitor = NearestMonitorSizeOf(hwnd);
+  return ComputeLockScaleFrom(dpi, monitor ? *monitor : PrimaryScreenSize());
 }
 
 LockRect ComputeLockPanelRect(LockWindowHandle hwnd) {
-  return ComputeLockPanelRectFrom(lock::platform::GetClientSize(hwnd), ComputeLockScale(hwnd));
+  return ComputeLockPanelRectFrom(ClientSizeOf(hwnd), ComputeLockScale(hwnd));
 }
 
 void LayoutLockKeys(LockWindowHandle hwnd) {
   LockScreenState& state = GetLockScreenState();
   state.keys.clear();
   LockLayout layout =
-      LayoutLockKeysFrom(lock::platform::GetClientSize(hwnd), ComputeLockScale(hwnd));
+      LayoutLockKeysFrom(ClientSizeOf(hwnd), ComputeLockScale(hwnd));
   state.lockInputRect = layout.inputRect;
   state.keys = std::move(layout.keys);
 }
@@ -56,7 +89,7 @@ void HandleLockInput(LockWindowHandle hwnd, char16_t character) {
   } else if (character == kLockCharEscape) {
     state.lockTypedText.clear();
   }
-  lock::platform::InvalidateRect(hwnd);
+  Repaint(hwnd);
 }
 
 void SubmitLockPassword(LockWindowHandle hwnd) {
@@ -65,23 +98,23 @@ void SubmitLockPassword(LockWindowHandle hwnd) {
   if (state.lockStoredHash.empty()) {
     // Nothing typed is lost: the administrator may set a digest and the user tries again.
     state.lockMessage = kLockNoPasswordMessage;
-    lock::platform::InvalidateRect(hwnd);
+    Repaint(hwnd);
     return;
   }
   if (!EqualsFolded(UpToFirstNul(digest), UpToFirstNul(state.lockStoredHash))) {
     state.lockMessage = kLockWrongPasswordMessage;
     state.lockTypedText.clear();
-    lock::platform::InvalidateRect(hwnd);
+    Repaint(hwnd);
     return;
   }
   WritePseudoLockState(false);
-  lock::platform::DestroyWindow(hwnd);
+  platform::DestroyWindow(hwnd);
 }
 
 void HandleLockKeyDown(LockWindowHandle hwnd, unsigned virtualKey) {
-  if (virtualKey == kLockVirtualKeyEnter) {
+  if (virtualKey == platform::kVkReturn) {
     SubmitLockPassword(hwnd);
-  } else if (virtualKey == kLockVirtualKeyBackspace) {
+  } else if (virtualKey == platform::kVkBack) {
     HandleLockInput(hwnd, kLockCharBackspace);
   }
 }
@@ -109,7 +142,7 @@ void PressLockKeyAt(LockWindowHandle hwnd, int x, int y) {
       break;
     case LockKeyKind::kClear:
       state.lockTypedText.clear();
-      lock::platform::InvalidateRect(hwnd);
+      Repaint(hwnd);
       break;
     case LockKeyKind::kSubmit:
       SubmitLockPassword(hwnd);
@@ -118,9 +151,10 @@ void PressLockKeyAt(LockWindowHandle hwnd, int x, int y) {
 }
 
 bool WantsLockHandCursor(LockWindowHandle hwnd, int hitTest) {
-  if (hitTest != kLockHitClient) return false;
-  const auto point = lock::platform::GetCursorClientPos(hwnd);
-  return point && FindLockKeyAt(GetLockScreenState().keys, point->x, point->y) >= 0;
+  if (hitTest != platform::kHtClient) return false;
+  Point point;
+  if (!platform::GetCursorPos(&point) || !platform::ScreenToClient(hwnd, &point)) return false;
+  return FindLockKeyAt(GetLockScreenState().keys, point.x, point.y) >= 0;
 }
 
 LockTimerAction DecideLockTimerAction(bool locked) {
@@ -131,10 +165,12 @@ void OnLockTimer(LockWindowHandle hwnd) {
   switch (DecideLockTimerAction(IsPseudoLockLocked())) {
     case LockTimerAction::kRaiseTopmost:
       // Whatever got above the lock since the last tick goes back under it.
-      lock::platform::SetWindowPosTopmost(hwnd);
+      platform::SetWindowPos(hwnd, platform::HwndTopmost(), 0, 0, 0, 0,
+                             platform::kSwpNoSize | platform::kSwpNoMove |
+                                 platform::kSwpShowWindow);
       break;
     case LockTimerAction::kDestroy:
-      lock::platform::DestroyWindow(hwnd);
+      platform::DestroyWindow(hwnd);
       break;
   }
 }
@@ -142,7 +178,7 @@ void OnLockTimer(LockWindowHandle hwnd) {
 LockPaintPlan PlanLockWindowPaint(LockWindowHandle hwnd) {
   const LockScreenState& state = GetLockScreenState();
   LockPaintInput input;
-  input.client = lock::platform::GetClientSize(hwnd);
+  input.client = ClientSizeOf(hwnd);
   input.scale = ComputeLockScale(hwnd);
   input.keys = &state.keys;
   input.inputRect = state.lockInputRect;

@@ -9,9 +9,9 @@
 
 #include "lock/lock_layout.h"
 #include "lock/lock_paint_plan.h"
-#include "lock/lock_window_platform.h"
+#include "platform/handles.h"
 
-using LockWindowHandle = lock::platform::WindowHandle;
+using LockWindowHandle = platform::WindowHandle;
 
 inline constexpr std::u16string_view kLockNoPasswordMessage = u"未配置锁屏密码，请联系管理员";
 inline constexpr std::u16string_view kLockWrongPasswordMessage = u"密码错误，请重新输入";
@@ -20,9 +20,6 @@ inline constexpr std::size_t kLockMaxDigits = 32;
 inline constexpr char16_t kLockCharBackspace = 8;
 inline constexpr char16_t kLockCharEnter = 13;
 inline constexpr char16_t kLockCharEscape = 27;
-inline constexpr unsigned kLockVirtualKeyBackspace = 8;  // VK_BACK
-inline constexpr unsigned kLockVirtualKeyEnter = 13;     // VK_RETURN
-inline constexpr int kLockHitClient = 1;                 // HTCLIENT
 
 inline constexpr unsigned kLockTimerId = 1;
 inline constexpr unsigned kLockTimerMilliseconds = 1000;

@@ -3,32 +3,19 @@
 #include <cstdint>
 #include <string>
 
-#include "launch/command_line.h"
-#include "platform/files.h"
-#include "platform/sha256.h"
-#include "platform/text.h"
+#include "app/command_line.h"
+#include "app/data_paths.h"
+#include "app/files.h"
+#include "base/text.h"
+#include "platform/crypto.h"
 
 namespace {
-
-constexpr std::u16string_view kPseudoLockSuffix = u"\\KelvoTarnel\\pseudo_lock.json";
-constexpr std::u16string_view kUninstallAuthSuffix = u"\\KelvoTarnel\\uninstall_auth.json";
-// The writers of these files live outside this program and use these fallbacks, different as
-// they are, so they stay exactly so.
-constexpr std::u16string_view kPseudoLockFallback = u"C:\\KelvoTarnel\\pseudo_lock.json";
-constexpr std::u16string_view kUninstallAuthFallback =
-    u"C:\\ProgramData\\KelvoTarnel\\uninstall_auth.json";
 
 // SHA-256 of random bytes that were thrown away: no password is known to match it.
 constexpr std::u16string_view kBuiltInUninstallDigest =
     u"7bd008b72318f6b83b4d87a178c6d17b58d02b496a759bb7ba1f35d73658dde8";
 
 constexpr std::u16string_view kVerifyOption = u"--verify-uninstall-password";
-
-std::u16string PathUnderCommonAppData(std::u16string_view suffix, std::u16string_view fallback) {
-  const auto folder = platform::SHGetFolderPathW(platform::kCsidlCommonAppData);
-  if (!folder) return std::u16string(fallback);
-  return *folder + std::u16string(suffix);
-}
 
 std::u16string Needle(std::u16string_view key) {
   std::u16string needle;
@@ -59,16 +46,8 @@ std::u16string_view UpToFirstNul(std::u16string_view text) {
 
 }  // namespace
 
-std::u16string GetPseudoLockPath() {
-  return PathUnderCommonAppData(kPseudoLockSuffix, kPseudoLockFallback);
-}
-
-std::u16string GetUninstallAuthPath() {
-  return PathUnderCommonAppData(kUninstallAuthSuffix, kUninstallAuthFallback);
-}
-
 std::u16string ReadUtf8File(const std::u16string& path) {
-  const auto bytes = platform::ReadFileShared(path);
+  const auto bytes = ReadFileShared(path);
   if (!bytes) return {};
   std::string_view content = *bytes;
   if (content.size() >= 3 && static_cast<unsigned char>(content[0]) == 0xEF &&
@@ -126,7 +105,7 @@ void WritePseudoLockState(bool locked) {
     line += WideToUtf8(hash);
     line += "\"}";
     // A file that can't be opened keeps what it had; the lock has no one to tell.
-    platform::ReplaceFileShared(path, line);
+    ReplaceFileShared(path, line);
   } catch (...) {
   }
 }

@@ -4,8 +4,7 @@
 #include <string>
 #include <string_view>
 
-std::u16string GetPseudoLockPath();
-std::u16string GetUninstallAuthPath();
+#include "app/data_paths.h"
 
 // Whole file as UTF-16, a leading byte-order mark dropped; empty on any failure.
 std::u16string ReadUtf8File(const std::u16string& path);

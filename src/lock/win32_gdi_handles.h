@@ -4,7 +4,7 @@
 
 #include <windows.h>
 
-#include "platform/unique_handle.h"
+#include "base/unique_handle.h"
 
 template <typename Handle>
 struct GdiObjectTraits {

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "platform/win32_text.h"
+#include "platform/win32/text.h"
 
 static_assert(kLockTextLeft == DT_LEFT && kLockTextCenter == DT_CENTER &&
               kLockTextVCenter == DT_VCENTER && kLockTextSingleLine == DT_SINGLELINE);

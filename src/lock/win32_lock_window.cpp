@@ -3,21 +3,21 @@
 #include <windows.h>
 #include <windowsx.h>
 
-#include "launch/app_log.h"
-#include "launch/launch_stages.h"
+#include "app/app_log.h"
+#include "app/product.h"
 #include "lock/lock_screen.h"
+#include "lock/lock_window.h"
 #include "lock/password_store.h"
 #include "lock/win32_lock_paint.h"
 #include "lock/win32_lock_window.h"
+#include "platform/win32/text.h"
 
 namespace {
 
-constexpr wchar_t kLockWindowClass[] = L"KelvoTarnelNativeLockWindow";
-constexpr wchar_t kLockWindowTitle[] = L"ZMS Lock";
+const std::wstring kLockWindowClass = AsWide(product::kLockWindowClass);
+const std::wstring kLockWindowTitle = AsWide(product::kLockWindowTitle);
 
 static_assert((WS_EX_TOPMOST | WS_EX_TOOLWINDOW) == 136);
-static_assert(HTCLIENT == kLockHitClient && VK_RETURN == kLockVirtualKeyEnter &&
-              VK_BACK == kLockVirtualKeyBackspace);
 
 // IDC_ names are narrow or wide resource ids as UNICODE is defined or not; the ids are the same.
 LPCWSTR SystemCursor(LPCWSTR id) { return id; }
@@ -78,23 +78,23 @@ LRESULT CALLBACK LockWindowProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM l
   }
 }
 
-int RunNativeLockScreen(platform::NativeHandle instance) {
+int RunNativeLockScreen(platform::ModuleHandle instance) {
   // Read once: a new digest reaches a running lock only by way of the locked flag.
   GetLockScreenState().lockStoredHash = ReadLockPasswordHash();
   WriteAppLog(u"Starting native lock screen");
 
-  const HINSTANCE module = static_cast<HINSTANCE>(instance);
+  const HINSTANCE module = instance;
   WNDCLASSW windowClass{};
   windowClass.style = 0;
   windowClass.lpfnWndProc = LockWindowProc;
   windowClass.hInstance = module;
   windowClass.hCursor = ::LoadCursorW(nullptr, SystemCursor(IDC_ARROW));
-  windowClass.lpszClassName = kLockWindowClass;
+  windowClass.lpszClassName = kLockWindowClass.c_str();
   // A class left registered by an earlier window of this process serves as well.
   ::RegisterClassW(&windowClass);
 
   const HWND hwnd = ::CreateWindowExW(
-      WS_EX_TOPMOST | WS_EX_TOOLWINDOW, kLockWindowClass, kLockWindowTitle, WS_POPUP,
+      WS_EX_TOPMOST | WS_EX_TOOLWINDOW, kLockWindowClass.c_str(), kLockWindowTitle.c_str(), WS_POPUP,
       ::GetSystemMetrics(SM_XVIRTUALSCREEN), ::GetSystemMetrics(SM_YVIRTUALSCREEN),
       ::GetSystemMetrics(SM_CXVIRTUALSCREEN), ::GetSystemMetrics(SM_CYVIRTUALSCREEN), nullptr,
       nullptr, module, nullptr);

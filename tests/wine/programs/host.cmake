@@ -1,6 +1,6 @@
 # The host window over Wine's window manager. Its DPI comes from the engine's embedder, so the
 # engine stand-in lies beside the program.
-kt_windows_test(host_window_test SOURCES host_window_test.cpp LIBS kt_host_window)
+kt_windows_test(host_window_test SOURCES host_window_test.cpp LIBS kt_host)
 target_link_libraries(host_window_test PRIVATE flutter_windows_import)
 add_dependencies(host_window_test flutter_windows_standin)
 add_custom_command(TARGET host_window_test POST_BUILD

@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "host/flutter_embedder.h"
+#include "engine_abi/flutter_embedder.h"
 #include "host/win32_window.h"
 
 namespace {

@@ -8,13 +8,13 @@
 #include <cwchar>
 #include <string>
 
-#include "launch/command_line.h"
+#include "app/command_line.h"
 #include "launch/launch_platform.h"
-#include "launch/log_format.h"
+#include "base/log_format.h"
 #include "platform/files.h"
 #include "platform/sha256.h"
-#include "platform/text.h"
-#include "platform/win32_text.h"
+#include "base/text.h"
+#include "platform/win32/text.h"
 
 namespace {
 

@@ -9,10 +9,10 @@
 #include <string_view>
 #include <vector>
 
-#include "launch/app_log.h"
-#include "launch/service_bootstrap.h"
+#include "app/app_log.h"
+#include "service/service_bootstrap.h"
 #include "platform/files.h"
-#include "platform/text.h"
+#include "base/text.h"
 
 namespace {
 

@@ -16,11 +16,11 @@
 #include <string>
 
 #include "host/window_messages.h"
-#include "launch/app_log.h"
+#include "app/app_log.h"
 #include "launch/launch_driver.h"
-#include "launch/single_instance.h"
+#include "single_instance/single_instance.h"
 #include "message_pump.h"
-#include "platform/win32_text.h"
+#include "platform/win32/text.h"
 
 // The driver's process-wide state; this program links the module without the driver.
 platform::NativeHandle mainWindowHandle = nullptr;

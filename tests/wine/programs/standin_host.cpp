@@ -14,7 +14,7 @@
 #include <thread>
 #include <vector>
 
-#include "host/flutter_embedder.h"
+#include "engine_abi/flutter_embedder.h"
 
 namespace {
 

@@ -12,9 +12,9 @@
 #include "blocker/window_block_rule.h"
 #include "blocker/window_facts.h"
 #include "blocker/window_system.h"
-#include "platform/text.h"
+#include "base/text.h"
 #include "message_pump.h"
-#include "platform/win32_text.h"
+#include "platform/win32/text.h"
 
 using blocker::CollectWindowFacts;
 using blocker::PassesWindowShapeGate;

@@ -1,0 +1,59 @@
+#include "host/window_modules.h"
+
+#include "app/app_log.h"
+#include "app/product.h"
+#include "blocker/window_blocker.h"
+#include "blocker/window_blocker_channel.h"
+#include "host/flutter_window.h"
+#include "host/system_commands.h"
+
+namespace {
+
+constexpr WindowModule kWindowModules[] = {
+    {.stages = {{{[](FlutterWindow& window) {
+                    window.AddTrayIcon();
+                    return true;
+                  },
+                  u"Tray icon initialized", u"", u"Tray icon initialization failed"}}}},
+    {.stages = {{{[](FlutterWindow&) {
+                    blocker::WindowBlocker::Instance().SetOwnProcessId();
+                    return true;
+                  },
+                  u"Window blocker initialized", u"", u"Window blocker initialization failed"},
+                 {[](FlutterWindow& window) {
+                    window.RegisterChannel(product::kWindowBlockerChannel,
+                                           WindowBlockerChannelHandler);
+                    return true;
+                  },
+                  u"Window blocker channel registered", u"",
+                  u"Window blocker channel registration failed"}}},
+     .channel = product::kWindowBlockerChannel,
+     .stop = [](FlutterWindow&) { blocker::WindowBlocker::Instance().ShutdownBlocker(); }},
+    // Nothing arrives on this channel once the engine is gone, so it stays until the window
+    // object goes.
+    {.stages = {{{[](FlutterWindow& window) {
+                    window.RegisterChannel(product::kSystemCommandsChannel,
+                                           HandleSystemCommandsCall);
+                    return true;
+                  },
+                  u"System commands channel registered", u"",
+                  u"System commands channel registration failed"}}},
+     .channel = product::kSystemCommandsChannel,
+     .channelOutlivesDestroy = true},
+};
+
+}  // namespace
+
+std::span<const WindowModule> WindowModules() { return kWindowModules; }
+
+void RunModuleStages(FlutterWindow& window, std::span<const ModuleStage> stages) {
+  for (const ModuleStage& stage : stages) {
+    if (!stage.action) continue;
+    try {
+      const bool accepted = stage.action(window);
+      LogFlutterWindow(accepted || stage.falseLine.empty() ? stage.successLine : stage.falseLine);
+    } catch (...) {
+      LogFlutterWindow(stage.failureLine);
+    }
+  }
+}

@@ -1,0 +1,208 @@
+// The kernel seam over kernel32, advapi32 (the process token) and the C runtime (the console's
+// streams).
+#include <windows.h>
+
+#include <cstdio>
+#include <io.h>
+#include <ios>
+#include <memory>
+#include <string>
+
+#include "platform/kernel.h"
+#include "platform/win32/text.h"
+
+namespace platform {
+
+namespace {
+
+HANDLE AsHandle(KernelHandle handle) {
+  return reinterpret_cast<HANDLE>(static_cast<std::uintptr_t>(handle));
+}
+
+KernelHandle FromHandle(HANDLE handle) {
+  if (handle == nullptr || handle == INVALID_HANDLE_VALUE) return KernelHandle{};
+  return static_cast<KernelHandle>(reinterpret_cast<std::uintptr_t>(handle));
+}
+
+// The thread owns its start and frees it at its end.
+DWORD WINAPI RunThread(LPVOID parameter) {
+  const std::unique_ptr<std::function<void()>> start(
+      static_cast<std::function<void()>*>(parameter));
+  (*start)();
+  return 0;
+}
+
+}  // namespace
+
+unsigned long GetLastError() { return ::GetLastError(); }
+
+void SetLastError(unsigned long error) { ::SetLastError(error); }
+
+bool CloseHandle(KernelHandle handle) { return ::CloseHandle(AsHandle(handle)) != FALSE; }
+
+KernelHandle CreateMutexW(std::u16string_view name) {
+  return FromHandle(::CreateMutexW(nullptr, TRUE, AsWide(name).c_str()));
+}
+
+KernelHandle CreateThread(std::function<void()> start) {
+  auto block = std::make_unique<std::function<void()>>(std::move(start));
+  const HANDLE thread = ::CreateThread(nullptr, 0, RunThread, block.get(), 0, nullptr);
+  if (!thread) return KernelHandle{};
+  block.release();
+  return FromHandle(thread);
+}
+
+std::uint32_t GetCurrentProcessId() { return ::GetCurrentProcessId(); }
+
+std::uint32_t GetCurrentThreadId() { return ::GetCurrentThreadId(); }
+
+// The pseudo handle is INVALID_HANDLE_VALUE's number, so it is passed on as it is.
+KernelHandle GetCurrentProcess() {
+  return static_cast<KernelHandle>(reinterpret_cast<std::uintptr_t>(::GetCurrentProcess()));
+}
+
+LocalTime GetLocalTime() {
+  SYSTEMTIME now = {};
+  ::GetLocalTime(&now);
+  return {now.wYear, now.wMonth, now.wDay, now.wHour, now.wMinute, now.wSecond};
+}
+
+std::uint64_t GetSystemTimeAsFileTime() {
+  FILETIME now = {};
+  ::GetSystemTimeAsFileTime(&now);
+  return (static_cast<std::uint64_t>(now.dwHighDateTime) << 32) | now.dwLowDateTime;
+}
+
+std::uint32_t GetTickCount() { return ::GetTickCount(); }
+
+void Sleep(unsigned milliseconds) { ::Sleep(milliseconds); }
+
+bool ProcessIdToSessionId(std::uint32_t processId, std::uint32_t* sessionId) {
+  DWORD session = 0;
+  if (!::ProcessIdToSessionId(processId, &session)) return false;
+  if (sessionId) *sessionId = session;
+  return true;
+}
+
+KernelHandle OpenProcess(std::uint32_t access, bool inheritHandle, std::uint32_t processId) {
+  return FromHandle(::OpenProcess(access, inheritHandle ? TRUE : FALSE, processId));
+}
+
+bool QueryFullProcessImageNameW(KernelHandle process, std::uint32_t flags, char16_t* buffer,
+                                std::uint32_t* size) {
+  DWORD length = *size;
+  if (!::QueryFullProcessImageNameW(AsHandle(process), flags, AsWideBuffer(buffer), &length)) {
+    return false;
+  }
+  *size = length;
+  return true;
+}
+
+std::uint32_t GetWindowsDirectoryW(char16_t* buffer, std::uint32_t size) {
+  return ::GetWindowsDirectoryW(AsWideBuffer(buffer), size);
+}
+
+void ExitProcess(unsigned exitCode) { ::ExitProcess(exitCode); }
+
+bool OpenProcessToken(KernelHandle process, std::uint32_t desiredAccess, KernelHandle* token) {
+  HANDLE opened = nullptr;
+  if (!::OpenProcessToken(AsHandle(process), desiredAccess, &opened)) return false;
+  *token = FromHandle(opened);
+  return true;
+}
+
+bool LookupPrivilegeValueW(std::u16string_view name, Luid* luid) {
+  LUID value = {};
+  if (!::LookupPrivilegeValueW(nullptr, AsWide(name).c_str(), &value)) return false;
+  *luid = {value.LowPart, value.HighPart};
+  return true;
+}
+
+bool AdjustTokenPrivileges(KernelHandle token, const Luid& privilege, std::uint32_t attributes) {
+  TOKEN_PRIVILEGES privileges = {};
+  privileges.PrivilegeCount = 1;
+  privileges.Privileges[0].Luid.LowPart = privilege.lowPart;
+  privileges.Privileges[0].Luid.HighPart = privilege.highPart;
+  privileges.Privileges[0].Attributes = attributes;
+  return ::AdjustTokenPrivileges(AsHandle(token), FALSE, &privileges, 0, nullptr, nullptr) != FALSE;
+}
+
+ModuleHandle GetModuleHandleW(const char16_t* name) {
+  return ::GetModuleHandleW(reinterpret_cast<const wchar_t*>(name));
+}
+
+ModuleHandle LoadLibraryA(const char* name) { return ::LoadLibraryA(name); }
+
+void* GetProcAddress(ModuleHandle module, const char* name) {
+  return reinterpret_cast<void*>(::GetProcAddress(module, name));
+}
+
+bool FreeLibrary(ModuleHandle module) { return ::FreeLibrary(module) != FALSE; }
+
+KernelHandle CreateFileW(std::u16string_view name, std::uint32_t desiredAccess,
+                         std::uint32_t shareMode, std::uint32_t creationDisposition,
+                         std::uint32_t flagsAndAttributes) {
+  return FromHandle(::CreateFileW(AsWide(name).c_str(), desiredAccess, shareMode, nullptr,
+                                  creationDisposition, flagsAndAttributes, nullptr));
+}
+
+bool ReadFile(KernelHandle file, void* buffer, std::uint32_t size, std::uint32_t* read) {
+  DWORD count = 0;
+  const BOOL ok = ::ReadFile(AsHandle(file), buffer, size, &count, nullptr);
+  if (read) *read = count;
+  return ok != FALSE;
+}
+
+bool WriteFile(KernelHandle file, const void* buffer, std::uint32_t size,
+               std::uint32_t* written) {
+  DWORD count = 0;
+  const BOOL ok = ::WriteFile(AsHandle(file), buffer, size, &count, nullptr);
+  if (written) *written = count;
+  return ok != FALSE;
+}
+
+bool CreateDirectoryW(std::u16string_view path) {
+  return ::CreateDirectoryW(AsWide(path).c_str(), nullptr) != FALSE;
+}
+
+KernelHandle CreateNamedPipeW(std::u16string_view name, std::uint32_t openMode,
+                              std::uint32_t pipeMode, std::uint32_t maxInstances,
+                              std::uint32_t outBufferSize, std::uint32_t inBufferSize,
+                              std::uint32_t defaultTimeout) {
+  return FromHandle(::CreateNamedPipeW(AsWide(name).c_str(), openMode, pipeMode, maxInstances,
+                                       outBufferSize, inBufferSize, defaultTimeout, nullptr));
+}
+
+bool ConnectNamedPipe(KernelHandle pipe) {
+  return ::ConnectNamedPipe(AsHandle(pipe), nullptr) != FALSE;
+}
+
+bool FlushFileBuffers(KernelHandle file) { return ::FlushFileBuffers(AsHandle(file)) != FALSE; }
+
+bool DisconnectNamedPipe(KernelHandle pipe) {
+  return ::DisconnectNamedPipe(AsHandle(pipe)) != FALSE;
+}
+
+std::u16string GetCommandLineW() { return FromWide(::GetCommandLineW()); }
+
+bool AttachConsole(std::uint32_t processId) { return ::AttachConsole(processId) != FALSE; }
+
+bool AllocConsole() { return ::AllocConsole() != FALSE; }
+
+bool IsDebuggerPresent() { return ::IsDebuggerPresent() != FALSE; }
+
+bool ReopenStreamToConsole(StandardStream stream) {
+  FILE* unused = nullptr;
+  FILE* target = stream == StandardStream::kOutput ? stdout : stderr;
+  return freopen_s(&unused, "CONOUT$", "w", target) == 0;
+}
+
+void DuplicateStdoutOnto(int descriptor) { _dup2(_fileno(stdout), descriptor); }
+
+void SyncWithStdio() { std::ios::sync_with_stdio(); }
+
+void OutputDebugStringA(std::string_view text) { ::OutputDebugStringA(std::string(text).c_str()); }
+
+void OutputDebugStringW(std::u16string_view text) { ::OutputDebugStringW(AsWide(text).c_str()); }
+
+}  // namespace platform

@@ -1,0 +1,123 @@
+// The seams' Win32 values, each written once in its header, checked here against <windows.h>.
+#include <windows.h>
+#include <shellapi.h>
+#include <shlobj.h>
+#include <winsvc.h>
+
+#include "platform/gdi.h"
+#include "platform/handles.h"
+#include "platform/kernel.h"
+#include "platform/services.h"
+#include "platform/shell.h"
+#include "platform/user.h"
+
+namespace platform {
+
+// Handles are the STRICT types themselves.
+static_assert(std::is_same_v<WindowHandle, HWND> && std::is_same_v<MenuHandle, HMENU> &&
+              std::is_same_v<IconHandle, HICON> && std::is_same_v<CursorHandle, HCURSOR> &&
+              std::is_same_v<ModuleHandle, HMODULE> && std::is_same_v<MonitorHandle, HMONITOR> &&
+              std::is_same_v<DcHandle, HDC> && std::is_same_v<BrushHandle, HBRUSH> &&
+              std::is_same_v<PenHandle, HPEN> && std::is_same_v<FontHandle, HFONT> &&
+              std::is_same_v<BitmapHandle, HBITMAP> && std::is_same_v<RegionHandle, HRGN> &&
+              std::is_same_v<RegistryKey, HKEY> && std::is_same_v<ServiceHandle, SC_HANDLE> &&
+              std::is_same_v<WinEventHookHandle, HWINEVENTHOOK>);
+static_assert(sizeof(KernelHandle) == sizeof(HANDLE));
+
+// Kernel.
+static_assert(kErrorSuccess == ERROR_SUCCESS && kErrorFileNotFound == ERROR_FILE_NOT_FOUND &&
+              kErrorAccessDenied == ERROR_ACCESS_DENIED &&
+              kErrorInvalidHandle == ERROR_INVALID_HANDLE &&
+              kErrorNotEnoughMemory == ERROR_NOT_ENOUGH_MEMORY &&
+              kErrorInvalidParameter == ERROR_INVALID_PARAMETER &&
+              kErrorInsufficientBuffer == ERROR_INSUFFICIENT_BUFFER &&
+              kErrorAlreadyExists == ERROR_ALREADY_EXISTS && kErrorMoreData == ERROR_MORE_DATA &&
+              kErrorPipeBusy == ERROR_PIPE_BUSY && kErrorNoData == ERROR_NO_DATA &&
+              kErrorPipeNotConnected == ERROR_PIPE_NOT_CONNECTED &&
+              kErrorNoMoreItems == ERROR_NO_MORE_ITEMS &&
+              kErrorPipeConnected == ERROR_PIPE_CONNECTED &&
+              kErrorOperationAborted == ERROR_OPERATION_ABORTED &&
+              kErrorServiceAlreadyRunning == ERROR_SERVICE_ALREADY_RUNNING &&
+              kErrorServiceDoesNotExist == ERROR_SERVICE_DOES_NOT_EXIST &&
+              kErrorNotAllAssigned == ERROR_NOT_ALL_ASSIGNED);
+static_assert(kProcessQueryLimitedInformation == PROCESS_QUERY_LIMITED_INFORMATION);
+static_assert(kTokenAdjustPrivileges == TOKEN_ADJUST_PRIVILEGES && kTokenQuery == TOKEN_QUERY &&
+              kSePrivilegeEnabled == SE_PRIVILEGE_ENABLED);
+static_assert(kGenericRead == GENERIC_READ && kGenericWrite == GENERIC_WRITE &&
+              kFileAppendData == FILE_APPEND_DATA && kFileShareRead == FILE_SHARE_READ &&
+              kFileShareWrite == FILE_SHARE_WRITE && kCreateAlways == CREATE_ALWAYS &&
+              kOpenExisting == OPEN_EXISTING && kOpenAlways == OPEN_ALWAYS &&
+              kFileAttributeNormal == FILE_ATTRIBUTE_NORMAL);
+static_assert(kPipeAccessInbound == PIPE_ACCESS_INBOUND && kPipeTypeMessage == PIPE_TYPE_MESSAGE &&
+              kPipeReadmodeMessage == PIPE_READMODE_MESSAGE &&
+              kPipeUnlimitedInstances == PIPE_UNLIMITED_INSTANCES);
+static_assert(kAttachParentProcess == ATTACH_PARENT_PROCESS);
+
+// Windows, messages and hooks.
+static_assert(kWmCreate == WM_CREATE && kWmDestroy == WM_DESTROY && kWmSize == WM_SIZE &&
+              kWmActivate == WM_ACTIVATE && kWmPaint == WM_PAINT && kWmClose == WM_CLOSE &&
+              kWmQuit == WM_QUIT && kWmEraseBkgnd == WM_ERASEBKGND &&
+              kWmFontChange == WM_FONTCHANGE && kWmSetCursor == WM_SETCURSOR &&
+              kWmGetMinMaxInfo == WM_GETMINMAXINFO && kWmNcCreate == WM_NCCREATE &&
+              kWmNcDestroy == WM_NCDESTROY && kWmNcLButtonDblClk == WM_NCLBUTTONDBLCLK &&
+              kWmKeyDown == WM_KEYDOWN && kWmChar == WM_CHAR && kWmSysCommand == WM_SYSCOMMAND &&
+              kWmTimer == WM_TIMER && kWmLButtonDown == WM_LBUTTONDOWN &&
+              kWmLButtonDblClk == WM_LBUTTONDBLCLK && kWmRButtonUp == WM_RBUTTONUP &&
+              kWmDeviceChange == WM_DEVICECHANGE && kWmDpiChanged == WM_DPICHANGED &&
+              kWmUser == WM_USER);
+static_assert(kScMaximize == SC_MAXIMIZE && kScClose == SC_CLOSE &&
+              kScMonitorPower == SC_MONITORPOWER && kHtCaption == HTCAPTION &&
+              kHtClient == HTCLIENT);
+static_assert(kVkBack == VK_BACK && kVkReturn == VK_RETURN && kVkMenu == VK_MENU &&
+              kKeyEventFKeyUp == KEYEVENTF_KEYUP);
+static_assert(kWsOverlappedWindow == WS_OVERLAPPEDWINDOW && kWsCaption == WS_CAPTION &&
+              kWsVisible == WS_VISIBLE && kWsChild == WS_CHILD && kWsPopup == WS_POPUP &&
+              kWsExTransparent == WS_EX_TRANSPARENT && kWsExTopmost == WS_EX_TOPMOST &&
+              kWsExToolWindow == WS_EX_TOOLWINDOW && kWsExLayered == WS_EX_LAYERED &&
+              kWsExNoActivate == WS_EX_NOACTIVATE && kCsVRedraw == CS_VREDRAW &&
+              kCsHRedraw == CS_HREDRAW);
+static_assert(kGwlStyle == GWL_STYLE && kGwlExStyle == GWL_EXSTYLE &&
+              kGwlpUserData == GWLP_USERDATA && kGwOwner == GW_OWNER && kGaRoot == GA_ROOT);
+static_assert(kLwaColorKey == LWA_COLORKEY && kLwaAlpha == LWA_ALPHA);
+static_assert(kDwmwaExtendedFrameBounds == 9 && kDwmwaCloaked == 14);  // DWMWINDOWATTRIBUTE
+static_assert(kSwHide == SW_HIDE && kSwShow == SW_SHOW && kSwShowNa == SW_SHOWNA &&
+              kSwRestore == SW_RESTORE);
+static_assert(kSwpNoSize == SWP_NOSIZE && kSwpNoMove == SWP_NOMOVE &&
+              kSwpNoZOrder == SWP_NOZORDER && kSwpNoActivate == SWP_NOACTIVATE &&
+              kSwpShowWindow == SWP_SHOWWINDOW && kSwpHideWindow == SWP_HIDEWINDOW);
+static_assert(kPmNoRemove == PM_NOREMOVE && kPmRemove == PM_REMOVE &&
+              kSmtoAbortIfHung == SMTO_ABORTIFHUNG);
+static_assert(kEventObjectCreate == EVENT_OBJECT_CREATE &&
+              kEventObjectDestroy == EVENT_OBJECT_DESTROY &&
+              kEventObjectShow == EVENT_OBJECT_SHOW && kEventObjectHide == EVENT_OBJECT_HIDE &&
+              kObjidWindow == OBJID_WINDOW && kChildidSelf == CHILDID_SELF &&
+              kWineventOutOfContext == WINEVENT_OUTOFCONTEXT &&
+              kWineventSkipOwnProcess == WINEVENT_SKIPOWNPROCESS);
+static_assert(kIdcArrow == 32512 && kIdcHand == 32649);  // IDC_ARROW, IDC_HAND as numbers
+static_assert(kMfString == MF_STRING && kMfSeparator == MF_SEPARATOR &&
+              kTpmNoNotify == TPM_NONOTIFY && kTpmReturnCmd == TPM_RETURNCMD);
+static_assert(kMonitorDefaultToNearest == MONITOR_DEFAULTTONEAREST &&
+              kSmCxScreen == SM_CXSCREEN && kSmCyScreen == SM_CYSCREEN &&
+              kSmXVirtualScreen == SM_XVIRTUALSCREEN && kSmYVirtualScreen == SM_YVIRTUALSCREEN &&
+              kSmCxVirtualScreen == SM_CXVIRTUALSCREEN && kSmCyVirtualScreen == SM_CYVIRTUALSCREEN &&
+              kProcessPerMonitorDpiAware == 2);  // PROCESS_PER_MONITOR_DPI_AWARE
+static_assert(kEwxReboot == EWX_REBOOT && kEwxPowerOff == EWX_POWEROFF &&
+              kEwxForceIfHung == EWX_FORCEIFHUNG);
+
+// GDI.
+static_assert(kLogPixelsX == LOGPIXELSX);
+
+// Shell.
+static_assert(kCsidlCommonAppData == CSIDL_COMMON_APPDATA);
+static_assert(kNimAdd == NIM_ADD && kNimModify == NIM_MODIFY && kNimDelete == NIM_DELETE &&
+              kNifMessage == NIF_MESSAGE && kNifIcon == NIF_ICON && kNifTip == NIF_TIP);
+
+// Services.
+static_assert(kScManagerConnect == SC_MANAGER_CONNECT &&
+              kServiceQueryStatus == SERVICE_QUERY_STATUS && kServiceStart == SERVICE_START);
+static_assert(kServiceStopped == SERVICE_STOPPED && kServiceStartPending == SERVICE_START_PENDING &&
+              kServiceStopPending == SERVICE_STOP_PENDING && kServiceRunning == SERVICE_RUNNING &&
+              kServiceContinuePending == SERVICE_CONTINUE_PENDING &&
+              kServicePausePending == SERVICE_PAUSE_PENDING && kServicePaused == SERVICE_PAUSED);
+
+}  // namespace platform
