@@ -12,7 +12,7 @@
 #include "blocker/window_blocker.h"
 #include "blocker/window_blocker_channel.h"
 #include "channels/standard_codec.h"
-#include "platform/text.h"
+#include "base/text.h"
 #include "ratio_report.h"
 #include "sim_desktop.h"
 #include "sim_platform.h"

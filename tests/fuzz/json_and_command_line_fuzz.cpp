@@ -9,9 +9,9 @@
 #include <string_view>
 #include <vector>
 
-#include "launch/command_line.h"
+#include "app/command_line.h"
 #include "lock/password_store.h"
-#include "platform/text.h"
+#include "base/text.h"
 #include "sim_launch.h"
 #include "sim_platform.h"
 

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "host/flutter_messenger.h"
+#include "engine_abi/flutter_messenger.h"
 
 namespace sim {
 

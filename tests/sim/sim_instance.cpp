@@ -8,7 +8,7 @@
 #include <mutex>
 #include <thread>
 
-#include "platform/text.h"
+#include "base/text.h"
 #include "sim_launch.h"
 #include "sim_platform.h"
 

@@ -9,7 +9,7 @@
 #include "platform/debug_output.h"
 #include "platform/files.h"
 #include "platform/sha256.h"
-#include "platform/text.h"
+#include "base/text.h"
 
 namespace {
 

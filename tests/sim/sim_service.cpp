@@ -5,7 +5,7 @@
 #include <map>
 
 #include "launch/service_platform.h"
-#include "platform/text.h"
+#include "base/text.h"
 #include "sim_launch.h"
 #include "sim_platform.h"
 

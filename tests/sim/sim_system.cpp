@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "host/system_platform.h"
-#include "platform/text.h"
+#include "base/text.h"
 #include "sim_launch.h"
 #include "sim_platform.h"
 

@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "platform/text.h"
+#include "base/text.h"
 #include "sim_platform.h"
 
 namespace {

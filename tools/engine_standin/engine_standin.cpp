@@ -15,7 +15,7 @@
 #include <string>
 
 #include "driver_link.h"
-#include "host/flutter_embedder.h"
+#include "engine_abi/flutter_embedder.h"
 #include "standin_core.h"
 
 extern "C" IMAGE_DOS_HEADER __ImageBase;

@@ -13,7 +13,7 @@
 #include <string>
 
 #include "frames/frames.h"
-#include "host/flutter_messenger.h"
+#include "engine_abi/flutter_messenger.h"
 
 namespace standin {
 

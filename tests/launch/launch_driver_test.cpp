@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "fake_launch_stages.h"
-#include "launch/app_log.h"
+#include "app/app_log.h"
 #include "sim_launch.h"
 #include "sim_platform.h"
 

@@ -1,4 +1,4 @@
-#include "launch/single_instance.h"
+#include "single_instance/single_instance.h"
 
 #include <algorithm>
 #include <atomic>
@@ -10,9 +10,9 @@
 #include <gtest/gtest.h>
 
 #include "host/window_messages.h"
-#include "launch/app_log.h"
+#include "app/app_log.h"
 #include "launch/launch_driver.h"
-#include "platform/text.h"
+#include "base/text.h"
 #include "sim_instance.h"
 #include "sim_launch.h"
 #include "sim_platform.h"

@@ -12,7 +12,7 @@
 #include "host/flutter_engine.h"
 #include "host/flutter_view_controller.h"
 #include "host/window_messages.h"
-#include "launch/app_log.h"
+#include "app/app_log.h"
 #include "launch/launch_stages.h"
 #include "sim_desktop.h"
 #include "sim_embedder.h"

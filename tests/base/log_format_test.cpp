@@ -1,4 +1,4 @@
-#include "launch/log_format.h"
+#include "base/log_format.h"
 
 #include <gtest/gtest.h>
 

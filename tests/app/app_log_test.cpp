@@ -1,4 +1,4 @@
-#include "launch/app_log.h"
+#include "app/app_log.h"
 
 #include <gtest/gtest.h>
 

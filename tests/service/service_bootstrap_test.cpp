@@ -1,4 +1,4 @@
-#include "launch/service_bootstrap.h"
+#include "service/service_bootstrap.h"
 
 #include <algorithm>
 #include <optional>
@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include "launch/app_log.h"
+#include "app/app_log.h"
 #include "sim_launch.h"
 #include "sim_platform.h"
 #include "sim_service.h"
