@@ -1,0 +1,22 @@
+// What every part of the simulated platform shares: one journal of the calls that matter for
+// order, and one reset that puts every part back as it was made. A test calls
+// sim::ResetSimulation() first; each part of the simulation registers its own reset.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace sim {
+
+void ResetSimulation();
+
+// Every recorded call, in the order it happened, from whichever thread.
+std::vector<std::string> Journal();
+void Record(std::string entry);
+
+// Registers a part's reset; ResetSimulation runs them in the order they were registered. Meant
+// for a namespace-scope initialiser: `const bool registered = sim::OnReset(&ResetThisPart);`.
+bool OnReset(std::function<void()> reset);
+
+}  // namespace sim
