@@ -14,19 +14,21 @@ namespace {
 
 // Hiding and showing again without touching size, place, z-order or activation:
 // SWP_NOSIZE | SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE with SWP_HIDEWINDOW or SWP_SHOWWINDOW.
-constexpr unsigned kSwpKeepAll = platform::kSwpNoSize | platform::kSwpNoMove |
-                                 platform::kSwpNoZOrder | platform::kSwpNoActivate;
+constexpr unsigned kSwpKeepAll =
+    platform::kSwpNoSize | platform::kSwpNoMove | platform::kSwpNoZOrder | platform::kSwpNoActivate;
 constexpr unsigned kSwpHideFlags = kSwpKeepAll | platform::kSwpHideWindow;
 constexpr unsigned kSwpShowFlags = kSwpKeepAll | platform::kSwpShowWindow;
 static_assert(kSwpHideFlags == 0x97 && kSwpShowFlags == 0x57);
 
-constexpr std::uint32_t kHookFlags = platform::kWineventOutOfContext | platform::kWineventSkipOwnProcess;
+constexpr std::uint32_t kHookFlags =
+    platform::kWineventOutOfContext | platform::kWineventSkipOwnProcess;
 
 // Starts a worker that nobody waits for. A thread that cannot be started raises, as the
 // standard thread facility does, and ends the call that wanted it.
 void StartDetachedThread(std::function<void()> work) {
   const platform::UniqueKernelHandle thread(platform::CreateThread(std::move(work)));
-  if (!thread) throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
+  if (!thread)
+    throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
 }
 
 // The system's event callback carries no context, so the hook thread publishes its engine here
@@ -437,9 +439,9 @@ void WindowBlocker::HookThreadMain() {
     const platform::UniqueWinEventHook showHook(
         platform::SetWinEventHook(platform::kEventObjectShow, platform::kEventObjectShow,
                                   &WinEventCallback, 0, 0, kHookFlags));
-  // A stop that came before this thread had a queue posted nothing, or posted into nothing;
-  // it set stopRequested first, so looking once more here, after the queue exists, means no
-  // stop is ever left waiting for a message that may never come.
+    // A stop that came before this thread had a queue posted nothing, or posted into nothing;
+    // it set stopRequested first, so looking once more here, after the queue exists, means no
+    // stop is ever left waiting for a message that may never come.
     while (!stopRequested.load() && platform::GetMessageW(&message, nullptr, 0, 0) > 0) {
       if (stopRequested.load()) break;
       platform::TranslateMessage(message);

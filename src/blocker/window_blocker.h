@@ -87,8 +87,8 @@ class WindowBlocker {
  private:
   WindowBlocker() = default;
 
-  static void WinEventCallback(platform::WinEventHookHandle hook, std::uint32_t event, WindowHandle window,
-                               std::int32_t objectId, std::int32_t childId);
+  static void WinEventCallback(platform::WinEventHookHandle hook, std::uint32_t event,
+                               WindowHandle window, std::int32_t objectId, std::int32_t childId);
   void HookThreadMain();
   void EventRescanThread(WindowHandle window, bool hideOnly);
   void CloseRepeatThread(WindowHandle window);

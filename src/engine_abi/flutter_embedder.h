@@ -61,8 +61,8 @@ FlutterDesktopViewControllerGetView(FlutterDesktopViewControllerRef controller);
 FLUTTER_EXPORT void FlutterDesktopViewControllerForceRedraw(
     FlutterDesktopViewControllerRef controller);
 FLUTTER_EXPORT bool FlutterDesktopViewControllerHandleTopLevelWindowProc(
-    FlutterDesktopViewControllerRef controller, HWND__* hwnd, unsigned int message, uintptr_t wparam,
-    intptr_t lparam, intptr_t* result);
+    FlutterDesktopViewControllerRef controller, HWND__* hwnd, unsigned int message,
+    uintptr_t wparam, intptr_t lparam, intptr_t* result);
 FLUTTER_EXPORT HWND__* FlutterDesktopViewGetHWND(FlutterDesktopViewRef view);
 
 // Process-wide helpers.

@@ -143,8 +143,8 @@ std::intptr_t Win32Window::MessageHandler(platform::WindowHandle window, unsigne
     case platform::kWmDpiChanged: {
       const Rect suggested = platform::SuggestedRectOf(lParam);
       platform::SetWindowPos(window, nullptr, suggested.left, suggested.top,
-                                   suggested.right - suggested.left,
-                                   suggested.bottom - suggested.top, kSwpNoZOrderNoActivate);
+                             suggested.right - suggested.left, suggested.bottom - suggested.top,
+                             kSwpNoZOrderNoActivate);
       return 0;
     }
     default:
@@ -183,5 +183,5 @@ void Win32Window::FitChildToClientArea() {
   if (!childContent) return;
   const Rect client = GetClientArea();
   platform::MoveWindow(childContent, client.left, client.top, client.right - client.left,
-                             client.bottom - client.top, true);
+                       client.bottom - client.top, true);
 }

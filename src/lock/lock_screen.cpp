@@ -70,8 +70,7 @@ LockRect ComputeLockPanelRect(LockWindowHandle hwnd) {
 void LayoutLockKeys(LockWindowHandle hwnd) {
   LockScreenState& state = GetLockScreenState();
   state.keys.clear();
-  LockLayout layout =
-      LayoutLockKeysFrom(ClientSizeOf(hwnd), ComputeLockScale(hwnd));
+  LockLayout layout = LayoutLockKeysFrom(ClientSizeOf(hwnd), ComputeLockScale(hwnd));
   state.lockInputRect = layout.inputRect;
   state.keys = std::move(layout.keys);
 }
@@ -165,9 +164,9 @@ void OnLockTimer(LockWindowHandle hwnd) {
   switch (DecideLockTimerAction(IsPseudoLockLocked())) {
     case LockTimerAction::kRaiseTopmost:
       // Whatever got above the lock since the last tick goes back under it.
-      platform::SetWindowPos(hwnd, platform::HwndTopmost(), 0, 0, 0, 0,
-                             platform::kSwpNoSize | platform::kSwpNoMove |
-                                 platform::kSwpShowWindow);
+      platform::SetWindowPos(
+          hwnd, platform::HwndTopmost(), 0, 0, 0, 0,
+          platform::kSwpNoSize | platform::kSwpNoMove | platform::kSwpShowWindow);
       break;
     case LockTimerAction::kDestroy:
       platform::DestroyWindow(hwnd);

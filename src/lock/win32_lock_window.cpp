@@ -94,8 +94,8 @@ int RunNativeLockScreen(platform::ModuleHandle instance) {
   ::RegisterClassW(&windowClass);
 
   const HWND hwnd = ::CreateWindowExW(
-      WS_EX_TOPMOST | WS_EX_TOOLWINDOW, kLockWindowClass.c_str(), kLockWindowTitle.c_str(), WS_POPUP,
-      ::GetSystemMetrics(SM_XVIRTUALSCREEN), ::GetSystemMetrics(SM_YVIRTUALSCREEN),
+      WS_EX_TOPMOST | WS_EX_TOOLWINDOW, kLockWindowClass.c_str(), kLockWindowTitle.c_str(),
+      WS_POPUP, ::GetSystemMetrics(SM_XVIRTUALSCREEN), ::GetSystemMetrics(SM_YVIRTUALSCREEN),
       ::GetSystemMetrics(SM_CXVIRTUALSCREEN), ::GetSystemMetrics(SM_CYVIRTUALSCREEN), nullptr,
       nullptr, module, nullptr);
   if (!hwnd) {

@@ -142,6 +142,14 @@ bool ConnectNamedPipe(KernelHandle pipe);
 bool FlushFileBuffers(KernelHandle file);
 bool DisconnectNamedPipe(KernelHandle pipe);
 
+// ---- Memory and firmware ----
+// ullTotalPhys of GlobalMemoryStatusEx.
+bool GlobalMemoryStatusEx(std::uint64_t* totalPhysical);
+inline constexpr std::uint32_t kFirmwareTableRsmb = 0x52534D42;  // 'RSMB'
+// GetSystemFirmwareTable: the table's size in bytes, the data when `buffer` holds it; 0 on failure.
+std::uint32_t GetSystemFirmwareTable(std::uint32_t provider, std::uint32_t tableId, void* buffer,
+                                     std::uint32_t size);
+
 // ---- Command line, console and debugger ----
 std::u16string GetCommandLineW();
 

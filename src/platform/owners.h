@@ -8,6 +8,7 @@
 #include "platform/handles.h"
 #include "platform/kernel.h"
 #include "platform/services.h"
+#include "platform/setupapi.h"
 #include "platform/user.h"
 
 namespace platform {
@@ -29,5 +30,9 @@ using UniqueServiceHandle = UniqueHandle<ClosingTraits<ServiceHandle, &CloseServ
 using UniqueWinEventHook = UniqueHandle<ClosingTraits<WinEventHookHandle, &UnhookWinEvent>>;
 using UniqueMenu = UniqueHandle<ClosingTraits<MenuHandle, &DestroyMenu>>;
 using UniqueLibrary = UniqueHandle<ClosingTraits<ModuleHandle, &FreeLibrary>>;
+using UniqueDeviceInfoSet =
+    UniqueHandle<ClosingTraits<DeviceInfoSet, &SetupDiDestroyDeviceInfoList>>;
+using UniqueDeviceNotification =
+    UniqueHandle<ClosingTraits<DeviceNotifyHandle, &UnregisterDeviceNotification>>;
 
 }  // namespace platform

@@ -15,7 +15,8 @@ namespace {
 using platform::UniqueServiceHandle;
 
 // Starting also reads the state while the service comes up, through the same handle.
-constexpr unsigned long kServiceStartAndQuery = platform::kServiceStart | platform::kServiceQueryStatus;
+constexpr unsigned long kServiceStartAndQuery =
+    platform::kServiceStart | platform::kServiceQueryStatus;
 static_assert(kServiceStartAndQuery == 20);
 
 constexpr unsigned kPollIntervalMs = 500;
@@ -113,10 +114,12 @@ std::optional<OpenedService> OpenService(const OpenPurpose& purpose) {
     Tell(purpose.managerUnavailable, platform::GetLastError());
     return std::nullopt;
   }
-  UniqueServiceHandle service(platform::OpenServiceW(manager.get(), product::kServiceName, purpose.access));
+  UniqueServiceHandle service(
+      platform::OpenServiceW(manager.get(), product::kServiceName, purpose.access));
   if (!service) {
     const unsigned long error = platform::GetLastError();
-    Tell(error == platform::kErrorServiceDoesNotExist ? purpose.missing : purpose.openFailed, error);
+    Tell(error == platform::kErrorServiceDoesNotExist ? purpose.missing : purpose.openFailed,
+         error);
     return std::nullopt;
   }
   return OpenedService{std::move(manager), std::move(service)};

@@ -33,9 +33,8 @@ constexpr unsigned kActivationRetryMs = 120;
 constexpr unsigned kPipeCreateRetryMs = 300;
 
 // A server between two clients, one busy with a client, or one not yet up: worth a retry.
-constexpr unsigned long kRetriedPipeErrors[] = {platform::kErrorFileNotFound,
-                                                platform::kErrorPipeBusy,
-                                                platform::kErrorPipeNotConnected};
+constexpr unsigned long kRetriedPipeErrors[] = {
+    platform::kErrorFileNotFound, platform::kErrorPipeBusy, platform::kErrorPipeNotConnected};
 
 constexpr std::uint32_t kNoSharing = 0;
 constexpr std::uint32_t kPipeMessageReadWait =
@@ -51,8 +50,8 @@ constexpr int kWindowTextCapacity = 256;
 constexpr unsigned kSwpNoSizeNoMoveShow =
     platform::kSwpNoSize | platform::kSwpNoMove | platform::kSwpShowWindow;
 static_assert(kSwpNoSizeNoMoveShow == 67);
-constexpr platform::KeyboardInput kAltTap[] = {
-    {platform::kVkMenu, 0}, {platform::kVkMenu, platform::kKeyEventFKeyUp}};
+constexpr platform::KeyboardInput kAltTap[] = {{platform::kVkMenu, 0},
+                                               {platform::kVkMenu, platform::kKeyEventFKeyUp}};
 
 // Written and read on the main thread only; a started thread's handle is closed at once.
 KernelHandle pipeServerThread{};

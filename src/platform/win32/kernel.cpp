@@ -153,8 +153,7 @@ bool ReadFile(KernelHandle file, void* buffer, std::uint32_t size, std::uint32_t
   return ok != FALSE;
 }
 
-bool WriteFile(KernelHandle file, const void* buffer, std::uint32_t size,
-               std::uint32_t* written) {
+bool WriteFile(KernelHandle file, const void* buffer, std::uint32_t size, std::uint32_t* written) {
   DWORD count = 0;
   const BOOL ok = ::WriteFile(AsHandle(file), buffer, size, &count, nullptr);
   if (written) *written = count;

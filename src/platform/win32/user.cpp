@@ -36,8 +36,12 @@ MSG ToMsg(const Message& message) {
 }
 
 Message FromMsg(const MSG& native) {
-  return {native.hwnd, native.message, native.wParam, native.lParam,
-          static_cast<std::uint32_t>(native.time), {native.pt.x, native.pt.y}};
+  return {native.hwnd,
+          native.message,
+          native.wParam,
+          native.lParam,
+          static_cast<std::uint32_t>(native.time),
+          {native.pt.x, native.pt.y}};
 }
 
 template <typename Function>
@@ -132,7 +136,9 @@ void SetMinTrackSize(std::intptr_t lParam, int width, int height) {
   info->ptMinTrackSize.y = height;
 }
 
-Rect SuggestedRectOf(std::intptr_t lParam) { return FromRect(*reinterpret_cast<const RECT*>(lParam)); }
+Rect SuggestedRectOf(std::intptr_t lParam) {
+  return FromRect(*reinterpret_cast<const RECT*>(lParam));
+}
 
 bool IsWindow(WindowHandle window) { return ::IsWindow(window) != FALSE; }
 

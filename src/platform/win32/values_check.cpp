@@ -96,10 +96,10 @@ static_assert(kEventObjectCreate == EVENT_OBJECT_CREATE &&
 static_assert(kIdcArrow == 32512 && kIdcHand == 32649);  // IDC_ARROW, IDC_HAND as numbers
 static_assert(kMfString == MF_STRING && kMfSeparator == MF_SEPARATOR &&
               kTpmNoNotify == TPM_NONOTIFY && kTpmReturnCmd == TPM_RETURNCMD);
-static_assert(kMonitorDefaultToNearest == MONITOR_DEFAULTTONEAREST &&
-              kSmCxScreen == SM_CXSCREEN && kSmCyScreen == SM_CYSCREEN &&
-              kSmXVirtualScreen == SM_XVIRTUALSCREEN && kSmYVirtualScreen == SM_YVIRTUALSCREEN &&
-              kSmCxVirtualScreen == SM_CXVIRTUALSCREEN && kSmCyVirtualScreen == SM_CYVIRTUALSCREEN &&
+static_assert(kMonitorDefaultToNearest == MONITOR_DEFAULTTONEAREST && kSmCxScreen == SM_CXSCREEN &&
+              kSmCyScreen == SM_CYSCREEN && kSmXVirtualScreen == SM_XVIRTUALSCREEN &&
+              kSmYVirtualScreen == SM_YVIRTUALSCREEN && kSmCxVirtualScreen == SM_CXVIRTUALSCREEN &&
+              kSmCyVirtualScreen == SM_CYVIRTUALSCREEN &&
               kProcessPerMonitorDpiAware == 2);  // PROCESS_PER_MONITOR_DPI_AWARE
 static_assert(kEwxReboot == EWX_REBOOT && kEwxPowerOff == EWX_POWEROFF &&
               kEwxForceIfHung == EWX_FORCEIFHUNG);
