@@ -13,53 +13,45 @@ cmake --build --preset host -j 2 --target demo_driver >/dev/null
 echo "Built build/windows/bin/KelvoTarnel.exe and the demo driver"
 
 export KT_WINE_ROOT="$PWD/build/wine-demo"
-source tools/wine/common.sh
-trap 'bash tools/wine/session.sh stop >/dev/null 2>&1 || true' EXIT
-bash tools/wine/session.sh start
-kt_use_display
-shots="$PWD/build/demo-screenshots"
-mkdir -p "$shots"
+# shellcheck source=SCRIPTDIR/wine/lib.sh
+source tools/wine/lib.sh
+kt_own_session
+kt_use_session
+mkdir -p "$KT_DEMO_SHOTS"
 
-data="$(kt_prefix_path 'C:\ProgramData\KelvoTarnel')"
-mkdir -p "$data"
-rm -f "$data/logs/app.log" "$data/pseudo_lock.json" "$data/uninstall_auth.json"
-digest() { printf '%s' "$1" | sha256sum | cut -d' ' -f1; }
-printf '{"passwordHash":"%s"}' "$(digest 'uninstall-2026')" >"$data/uninstall_auth.json"
-printf '{"locked":true,"passwordHash":"%s"}' "$(digest '2468')" >"$data/pseudo_lock.json"
+kt_reset_data
+kt_write_uninstall_file "$(kt_digest 'uninstall-2026')"
+kt_write_lock_file "$(kt_digest '2468')"
 echo
 echo "== Verification mode (0 match, 1 mismatch, 2 no password, 3 no digest)"
-echo "  uninstall_auth.json: $(cat "$data/uninstall_auth.json")"
+echo "  uninstall_auth.json: $(cat "$KT_UNINSTALL_FILE")"
 run() {
-  set +e
-  bash tools/wine/run.sh -t 60 "$KT_WINDOWS_BIN/KelvoTarnel.exe" "$@" </dev/null >/dev/null 2>&1
-  local code=$?
-  set -e
-  printf '  %-55s -> exit code %d\n' "KelvoTarnel.exe $*" "$code"
+  kt_run_app "$@"
+  printf '  %-55s -> exit code %d\n' "KelvoTarnel.exe $*" "$KT_EXIT"
 }
 run --verify-uninstall-password uninstall-2026
 run --verify-uninstall-password wrong-password
 run --verify-uninstall-password ''
-rm -f "$data/uninstall_auth.json"
+rm -f "$KT_UNINSTALL_FILE"
 echo "  (uninstall_auth.json removed: the lock file's digest decides)"
 run --verify-uninstall-password 2468
 
 echo
 echo "== Native lock screen"
-KT_LOCK_SHOTS="$shots" KT_LOCK_DEMO_PASSWORD=2468 bash tools/lock_demo.sh
+KT_LOCK_SHOTS="$KT_DEMO_SHOTS" KT_LOCK_DEMO_PASSWORD=2468 bash tools/lock_demo.sh
 
 echo
 echo "== Full application with the engine stand-in"
 port=$((20000 + RANDOM % 20000))
-KT_ENGINE_PORT=$port bash tools/wine/run.sh -t 120 "$KT_WINDOWS_BIN/KelvoTarnel.exe" </dev/null \
-  >"$KT_WINE_ROOT/app-output.log" 2>&1 &
-app=$!
-build/host/tests/demo_driver "$port" "$shots/blocker.png"
+KT_ENGINE_PORT=$port kt_wine_spawn "$KT_WINE_ROOT/app-output.log" -t 120 "$KT_APP"
+app=$KT_SPAWN_PID
+build/host/tests/demo_driver "$port" "$KT_DEMO_SHOTS/blocker.png"
 sleep 1
-import -window root "$shots/application.png"
-echo "  screenshot: $shots/application.png"
-timeout 30 wine taskkill /F /IM KelvoTarnel.exe </dev/null >/dev/null 2>&1 || true
+import -window root "$KT_DEMO_SHOTS/application.png"
+echo "  screenshot: $KT_DEMO_SHOTS/application.png"
+kt_wine_run -t 30 taskkill /F /IM KelvoTarnel.exe </dev/null >/dev/null 2>&1 || true
 wait "$app" 2>/dev/null || true
 
 echo
-echo "== C:\\ProgramData\\KelvoTarnel\\logs\\app.log"
-sed 's/\r$//; s/^/  /' "$data/logs/app.log"
+printf '== %s\\logs\\app.log\n' "$KT_DATA_DIR_WINDOWS"
+kt_log_lines_since 0 | sed 's/^/  /'

@@ -2,7 +2,7 @@
 # Builds both builds and runs every test of every preset: the host unit tests (plain, ASan+UBSan,
 # TSan), the fuzz targets' short runs, the benchmarks, and the Windows programs under Wine.
 set -uo pipefail
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
+cd "$(dirname "${BASH_SOURCE[0]}")/.." || exit 1
 bash tools/install_dependencies.sh || exit 1
 
 failed=()

@@ -4,13 +4,10 @@
 # whose windows must meet no other test's, or whose changes (super block hides every window it
 # may) would reach into another test's.
 set -uo pipefail
-source "$(dirname "${BASH_SOURCE[0]}")/../../tools/wine/common.sh"
+# shellcheck source=SCRIPTDIR/../../tools/wine/lib.sh
+source "$(dirname "${BASH_SOURCE[0]}")/../../tools/wine/lib.sh"
 [[ $# -ge 1 ]] || kt_die "usage: in_own_session.sh COMMAND..."
 [[ "$KT_WINE_ROOT" == "$KT_REPO_ROOT/build/"* ]] || kt_die "KT_WINE_ROOT must lie under the build tree"
 mkdir -p "$KT_WINE_ROOT"
-session_log="$KT_WINE_ROOT/session.log"
-stop_session() { bash "$KT_REPO_ROOT/tools/wine/session.sh" stop >>"$session_log" 2>&1 || true; }
-trap stop_session EXIT
-bash "$KT_REPO_ROOT/tools/wine/session.sh" start >"$session_log" 2>&1 ||
-  kt_die "session start failed: $(cat "$session_log")"
+kt_own_session "$KT_WINE_ROOT/session.log"
 "$@"

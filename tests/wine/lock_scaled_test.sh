@@ -4,27 +4,26 @@
 # drawing against the paint plan at that size and DPI, typed and clicked input and the unlock,
 # then prints the painting figures of lock_paint_bench for that screen.
 set -euo pipefail
-source "$(dirname "${BASH_SOURCE[0]}")/../../tools/wine/common.sh"
+# The session's own screen and DPI, not the library's defaults: the sizes are what this tests.
 : "${KT_XVFB_SCREEN:?set KT_XVFB_SCREEN, e.g. 3840x2160x24}"
 : "${KT_WINE_DPI:?set KT_WINE_DPI, e.g. 144}"
-export KT_XVFB_SCREEN KT_WINE_DPI
-source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
-source "$(dirname "${BASH_SOURCE[0]}")/lock_lib.sh"
+# shellcheck source=SCRIPTDIR/../../tools/wine/lib.sh
+source "$(dirname "${BASH_SOURCE[0]}")/../../tools/wine/lib.sh"
+kt_use_session
+lock_setup
+lock_need_probes
 
-KT_LOCK_DPI="$KT_WINE_DPI"
 PASSWORD=97531
-DIGEST="$(lock_digest "$PASSWORD")"
-lock_write_file "$DIGEST"
+DIGEST="$(kt_digest "$PASSWORD")"
+kt_write_lock_file "$DIGEST"
 
 kt_check "lock window appears" lock_start
-info="$(lock_probe_window find)"
-read -r KT_LOCK_WIDTH KT_LOCK_HEIGHT <<<"$(echo "$info" | lock_value virtual | awk '{ print $3 - $1, $4 - $2 }')"
-label="${KT_LOCK_WIDTH}x${KT_LOCK_HEIGHT}-${KT_LOCK_DPI}dpi"
-echo "# screen $label, scale $("$KT_LOCK_PROBE" layout "$KT_LOCK_WIDTH" "$KT_LOCK_HEIGHT" "$KT_LOCK_DPI" | lock_value scale)"
+lock_find_window
+label="$KT_LOCK_LABEL"
+echo "# screen $label, scale $(lock_layout | lock_value scale)"
 kt_check_eq "virtual screen is the Xvfb screen" "${KT_XVFB_SCREEN%x*}" "${KT_LOCK_WIDTH}x${KT_LOCK_HEIGHT}"
-kt_check_eq "window covers the whole virtual screen" "$(echo "$info" | lock_value virtual)" \
-  "$(echo "$info" | lock_value rect)"
-kt_check_eq "topmost" 1 "$(echo "$info" | lock_value topmost)"
+kt_check_eq "window covers the whole virtual screen" "$(lock_info virtual)" "$(lock_info rect)"
+kt_check_eq "topmost" 1 "$(lock_info topmost)"
 
 shot="$KT_LOCK_SHOTS/lock-$label.png"
 lock_shot "$shot"
@@ -46,7 +45,7 @@ kt_check_eq "file rewritten as unlocked at $label" \
 
 # Figures only: nothing below is checked but that the program ran.
 bench="$KT_LOCK_WORK/bench.out"
-kt_check "lock_paint_bench runs" "$KT_REPO_ROOT/tools/wine/run.sh" -t 300 \
+kt_check "lock_paint_bench runs" kt_wine_run -t 300 \
   "$KT_WINDOWS_TESTS/lock_paint_bench.exe" "$KT_LOCK_WIDTH" "$KT_LOCK_HEIGHT" "$KT_LOCK_DPI" 10 \
   </dev/null >"$bench" 2>&1
 sed 's/\r$//; s/^/# figure: /' "$bench"

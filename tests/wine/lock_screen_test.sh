@@ -3,27 +3,27 @@
 # typed and clicked input from xdotool, what is drawn against the paint plan, the ways the lock
 # ends and the ways it must not. Screenshots of each state are kept under build/lock-screenshots.
 set -euo pipefail
-source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
-source "$(dirname "${BASH_SOURCE[0]}")/lock_lib.sh"
+# shellcheck source=SCRIPTDIR/../../tools/wine/lib.sh
+source "$(dirname "${BASH_SOURCE[0]}")/../../tools/wine/lib.sh"
+kt_use_session
+lock_setup
+lock_need_probes
 
-KT_LOCK_DPI="${KT_WINE_DPI:-96}"
 PASSWORD=2468
-DIGEST="$(lock_digest "$PASSWORD")"
+DIGEST="$(kt_digest "$PASSWORD")"
 
 # ---- The right password ----
-lock_write_file "$DIGEST"
+kt_write_lock_file "$DIGEST"
 kt_check "lock window appears" lock_start
-info="$(lock_probe_window find)"
-read -r KT_LOCK_WIDTH KT_LOCK_HEIGHT <<<"$(echo "$info" | lock_value virtual | awk '{ print $3 - $1, $4 - $2 }')"
-label="${KT_LOCK_WIDTH}x${KT_LOCK_HEIGHT}-${KT_LOCK_DPI}dpi"
+lock_find_window
+label="$KT_LOCK_LABEL"
 echo "# screen $label"
-kt_check_eq "window class" "KelvoTarnelNativeLockWindow" "$(echo "$info" | lock_value class)"
-kt_check_eq "window title" "ZMS Lock" "$(echo "$info" | lock_value title)"
-kt_check_eq "window covers the whole virtual screen" "$(echo "$info" | lock_value virtual)" \
-  "$(echo "$info" | lock_value rect)"
-kt_check_eq "borderless popup" "1 0" "$(echo "$info" | lock_value popup) $(echo "$info" | lock_value caption)"
-kt_check_eq "topmost tool window" "1 1" "$(echo "$info" | lock_value topmost) $(echo "$info" | lock_value toolwindow)"
-kt_check_eq "the lock is what lies at the screen's centre" "lock" "$(echo "$info" | lock_value at-centre)"
+kt_check_eq "window class" "KelvoTarnelNativeLockWindow" "$(lock_info class)"
+kt_check_eq "window title" "ZMS Lock" "$(lock_info title)"
+kt_check_eq "window covers the whole virtual screen" "$(lock_info virtual)" "$(lock_info rect)"
+kt_check_eq "borderless popup" "1 0" "$(lock_info popup) $(lock_info caption)"
+kt_check_eq "topmost tool window" "1 1" "$(lock_info topmost) $(lock_info toolwindow)"
+kt_check_eq "the lock is what lies at the screen's centre" "lock" "$(lock_info at-centre)"
 
 shot="$KT_LOCK_SHOTS/lock-$label.png"
 lock_shot "$shot"
@@ -47,7 +47,7 @@ Starting native lock screen
 Native lock screen exited" "$(lock_log_messages)"
 
 # ---- Wrong digits and the input rules, on one lock ----
-lock_write_file "$DIGEST"
+kt_write_lock_file "$DIGEST"
 before="$(cat "$KT_LOCK_FILE")"
 kt_check "lock window appears (wrong digits)" lock_start
 lock_type 1357
@@ -96,7 +96,7 @@ kt_check_eq "a click on the clear key empties the box" 0 "$(lock_count_mask "$sh
 
 lock_click_key 12
 # Beside every key: a background point that the plan keeps plain.
-read -r _ bx by _ <<<"$("$KT_LOCK_PROBE" points "$KT_LOCK_WIDTH" "$KT_LOCK_HEIGHT" "$KT_LOCK_DPI" | grep '^background-left ')"
+read -r bx by _ <<<"$(lock_points | lock_value background-left)"
 lock_click "$bx" "$by"
 shot="$KT_LOCK_WORK/click-outside.png"
 lock_shot "$shot"
@@ -126,13 +126,9 @@ kt_check_eq "off the keys WM_SETCURSOR goes to DefWindowProcW (0 here)" 0 \
   "$(lock_probe_window setcursor | lock_value htclient)"
 
 # Another topmost window over the lock: the one-second timer lifts the lock above it again.
-"$KT_REPO_ROOT/tools/wine/run.sh" -t 60 "$KT_LOCK_WINDOW_PROBE" cover 3000 </dev/null \
-  >"$KT_LOCK_WORK/cover.out" 2>&1 &
-cover_pid=$!
-for _ in $(seq 1 150); do
-  grep -q '^lifted' "$KT_LOCK_WORK/cover.out" 2>/dev/null && break
-  sleep 0.1
-done
+kt_wine_spawn "$KT_LOCK_WORK/cover.out" -t 60 "$KT_LOCK_WINDOW_PROBE" cover 3000
+cover_pid=$KT_SPAWN_PID
+kt_poll 150 0.1 grep -q '^lifted' "$KT_LOCK_WORK/cover.out" || true
 sleep 0.3
 lock_shot "$KT_LOCK_WORK/covered.png"
 wait "$cover_pid" || true
@@ -140,11 +136,11 @@ cover="$(tr -d '\r' <"$KT_LOCK_WORK/cover.out")"
 kt_check_eq "a new topmost window starts above the lock" "cover-above" "$(echo "$cover" | lock_value initially)"
 kt_check_eq "the timer lifts the lock above it again" 1 "$(echo "$cover" | lock_value lifted)"
 echo "# figure: lock back on top after $(echo "$cover" | lock_value lifted-after-ms) ms"
-read -r _ cx cy ccolour <<<"$("$KT_LOCK_PROBE" points "$KT_LOCK_WIDTH" "$KT_LOCK_HEIGHT" "$KT_LOCK_DPI" | grep '^background-top-left ')"
+read -r cx cy ccolour <<<"$(lock_points | lock_value background-top-left)"
 kt_check_eq "the screen shows the lock where the cover window lies" "$ccolour" \
   "$(convert "$KT_LOCK_WORK/covered.png" -format "%[hex:p{$cx,$cy}]" info:)"
 
-printf '{"locked":false}' >"$KT_LOCK_FILE"
+kt_write_unlocked_lock_file
 kt_check "{\"locked\":false} in the file ends the lock" lock_wait_exit 15
 echo "# figure: the lock ended ${KT_LOCK_WAITED_MS} ms after the file changed"
 kt_check_eq "exit code after the file unlocked it" 0 "$KT_LOCK_EXIT"
@@ -152,7 +148,7 @@ kt_check_eq "the timer writes nothing" '{"locked":false}' "$(cat "$KT_LOCK_FILE"
 
 # ---- 33 digits keep 32: a 32-digit password still unlocks after a 33rd digit ----
 long=12345678901234567890123456789012
-lock_write_file "$(lock_digest "$long")"
+kt_write_lock_file "$(kt_digest "$long")"
 kt_check "lock window appears (32 digits)" lock_start
 lock_type "${long:0:31}"
 lock_key Return
@@ -166,11 +162,11 @@ lock_key Return
 kt_check "the 33rd digit was dropped: the 32 unlock" lock_wait_exit 30
 kt_check_eq "exit code after 32 digits" 0 "$KT_LOCK_EXIT"
 kt_check_eq "file after the 32-digit unlock" \
-  "{\"locked\":false,\"passwordHash\":\"$(lock_digest "$long")\"}" "$(cat "$KT_LOCK_FILE")"
+  "{\"locked\":false,\"passwordHash\":\"$(kt_digest "$long")\"}" "$(cat "$KT_LOCK_FILE")"
 
 # ---- A stored digest in capitals ----
 upper="$(echo "$DIGEST" | tr a-f A-F)"
-lock_write_file "$upper"
+kt_write_lock_file "$upper"
 kt_check "lock window appears (capital digest)" lock_start
 lock_type "$PASSWORD"
 lock_key Return
@@ -191,7 +187,7 @@ shot="$KT_LOCK_SHOTS/lock-$label-no-password.png"
 lock_shot "$shot"
 lock_check_plan "no stored password" "$shot" --typed 4 --message
 kt_check_eq "without a stored password the digits stay" 4 "$(lock_count_mask "$shot")"
-printf '{"locked":false}' >"$KT_LOCK_FILE"
+kt_write_unlocked_lock_file
 kt_check "the file appearing unlocked ends it" lock_wait_exit 15
 kt_check_eq "exit code without a password" 0 "$KT_LOCK_EXIT"
 

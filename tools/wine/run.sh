@@ -2,7 +2,8 @@
 # run.sh [-t seconds] PROGRAM [ARGS...]: runs a Windows program in the session's prefix and
 # display, under a time-out, and exits with its exit code.
 set -uo pipefail
-source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+# shellcheck source=SCRIPTDIR/lib.sh
+source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 limit=60
 if [[ "${1:-}" == "-t" ]]; then
   limit="$2"

@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
 # start: an Xvfb display and a freshly initialised Wine prefix with a persistent wineserver.
-# stop: ends both. KT_XVFB_SCREEN sets the screen (default 1920x1080x24), KT_WINE_DPI the DPI.
+# stop: ends both. KT_XVFB_SCREEN sets the screen, KT_WINE_DPI the DPI (defaults in lib/env.sh).
 set -euo pipefail
-source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+# shellcheck source=SCRIPTDIR/lib.sh
+source "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 
-command -v wine >/dev/null || kt_die "wine is not installed (run tools/install_dependencies.sh)"
-command -v Xvfb >/dev/null || kt_die "Xvfb is not installed (run tools/install_dependencies.sh)"
+kt_need_tools wine Xvfb
 
 stop_session() {
   if [[ -d "$WINEPREFIX" ]]; then
@@ -19,24 +19,23 @@ stop_session() {
   rm -f "$KT_WINE_ROOT/display"
 }
 
+xvfb_listening() {
+  [[ -s "$KT_WINE_ROOT/display.number" ]] && [[ -e "/tmp/.X11-unix/X$(head -n1 "$KT_WINE_ROOT/display.number")" ]]
+}
+xvfb_listening_or_gone() { xvfb_listening || kt_gone "$1"; }
+
 start_xvfb() {
-  local screen="${KT_XVFB_SCREEN:-1920x1080x24}"
   # Xvfb picks a free display itself and writes its number to descriptor 3: two sessions
   # starting at once can never take the same display.
   rm -f "$KT_WINE_ROOT/display.number"
-  setsid Xvfb -displayfd 3 -screen 0 "$screen" -nolisten tcp 3>"$KT_WINE_ROOT/display.number" \
+  setsid Xvfb -displayfd 3 -screen 0 "$KT_XVFB_SCREEN" -nolisten tcp 3>"$KT_WINE_ROOT/display.number" \
     </dev/null >"$KT_WINE_ROOT/xvfb.log" 2>&1 &
   local pid=$!
-  local tries
-  for tries in $(seq 1 100); do
-    if [[ -s "$KT_WINE_ROOT/display.number" ]] && [[ -e "/tmp/.X11-unix/X$(head -n1 "$KT_WINE_ROOT/display.number")" ]]; then
-      echo "$pid" >"$KT_WINE_ROOT/xvfb.pid"
-      echo ":$(head -n1 "$KT_WINE_ROOT/display.number")" >"$KT_WINE_ROOT/display"
-      return 0
-    fi
-    kill -0 "$pid" 2>/dev/null || break
-    sleep 0.1
-  done
+  if kt_poll 100 0.1 xvfb_listening_or_gone "$pid" && xvfb_listening; then
+    echo "$pid" >"$KT_WINE_ROOT/xvfb.pid"
+    echo ":$(head -n1 "$KT_WINE_ROOT/display.number")" >"$KT_WINE_ROOT/display"
+    return 0
+  fi
   kill "$pid" 2>/dev/null || true
   kt_die "could not start Xvfb (see $KT_WINE_ROOT/xvfb.log)"
 }
@@ -48,7 +47,6 @@ init_prefix() {
   # Without it a crash under Xvfb opens a debugger dialog and hangs until the time-out.
   wine reg add 'HKCU\Software\Wine\WineDbg' /v ShowCrashDialog /t REG_DWORD /d 0 /f >/dev/null 2>&1
   timeout 60 wine winecfg -v win10 >/dev/null 2>&1 || kt_die "winecfg -v win10 failed"
-  local dpi="${KT_WINE_DPI:-96}"
   cat >"$KT_WINE_ROOT/prefix.reg" <<REG
 Windows Registry Editor Version 5.00
 
@@ -64,7 +62,7 @@ Windows Registry Editor Version 5.00
 @="exefile"
 
 [HKEY_CURRENT_USER\\Control Panel\\Desktop]
-"LogPixels"=dword:$(printf '%08x' "$dpi")
+"LogPixels"=dword:$(printf '%08x' "$KT_WINE_DPI")
 REG
   wine regedit /S "$(winepath -w "$KT_WINE_ROOT/prefix.reg")" >/dev/null 2>&1 || kt_die "registry import failed"
   mkdir -p "$WINEPREFIX/drive_c/windows/Fonts"

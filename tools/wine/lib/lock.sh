@@ -1,71 +1,75 @@
-# shellcheck shell=bash
-# Sourced by the lock screen's Wine scripts after lib.sh: start a lock process, aim xdotool input
-# at its window, take screenshots and compare them with the paint plan.
-KT_LOCK_PROBE="${KT_LOCK_PROBE:-$KT_REPO_ROOT/build/host/tests/lock_paint_probe}"
-KT_WINDOWS_TESTS="${KT_WINDOWS_TESTS:-$KT_REPO_ROOT/build/windows/tests}"
+# shellcheck shell=bash disable=SC2034
+# The native lock screen from outside: start a lock process, aim xdotool input at its window,
+# take screenshots and compare them with the paint plan. lock_setup comes first; the tests add
+# lock_need_probes for what they compare against. What the helpers find out lands in KT_LOCK_*
+# variables for the sourcing script to read.
 KT_LOCK_WINDOW_PROBE="$KT_WINDOWS_TESTS/lock_window_probe.exe"
-KT_LOCK_SHOTS="${KT_LOCK_SHOTS:-$KT_REPO_ROOT/build/lock-screenshots}"
-KT_LOCK_FILE="$KT_DATA_DIR/pseudo_lock.json"
 KT_LOCK_PID=""
 KT_LOCK_XID=""
+KT_LOCK_WORK=""
 
-for tool in xdotool import convert; do
-  command -v "$tool" >/dev/null || kt_die "$tool is not installed (run tools/install_dependencies.sh)"
-done
-[[ -x "$KT_LOCK_PROBE" ]] || kt_die "missing $KT_LOCK_PROBE: build the host preset's lock_paint_probe"
-[[ -f "$KT_LOCK_WINDOW_PROBE" ]] || kt_die "missing $KT_LOCK_WINDOW_PROBE: build the windows preset"
-[[ -f "$KT_APP" ]] || kt_die "missing $KT_APP: build the windows preset"
-mkdir -p "$KT_DATA_DIR" "$KT_LOCK_SHOTS"
-KT_LOCK_WORK="$(mktemp -d)"
+lock_setup() {
+  kt_need_tools xdotool import
+  kt_need_file "$KT_APP" "the windows preset"
+  mkdir -p "$KT_DATA_DIR" "$KT_LOCK_SHOTS"
+  KT_LOCK_WORK="$(mktemp -d)"
+  KT_LOCK_DPI="$KT_WINE_DPI"
+  kt_at_exit lock_cleanup
+}
 
-lock_digest() { printf '%s' "$1" | sha256sum | cut -d' ' -f1; }
-# The file as the outside writer leaves it: locked, with the digest of the password.
-lock_write_file() { printf '{"locked":true,"passwordHash":"%s"}' "$1" >"$KT_LOCK_FILE"; }
+lock_need_probes() {
+  kt_need_tools convert
+  [[ -x "$KT_LOCK_PROBE" ]] || kt_die "missing $KT_LOCK_PROBE: build the host preset's lock_paint_probe"
+  kt_need_file "$KT_LOCK_WINDOW_PROBE" "the windows preset"
+}
 
-# Starts KelvoTarnel.exe --native-lock-screen in the background and waits (at most 30 s) for
-# its X window; false when none appears.
+lock_running() { kt_alive "$KT_LOCK_PID"; }
+
+lock_window_or_gone() {
+  KT_LOCK_XID="$(xdotool search --name '^ZMS Lock$' 2>/dev/null | head -1 || true)"
+  [[ -n "$KT_LOCK_XID" ]] || ! lock_running
+}
+
+# Starts KelvoTarnel.exe --native-lock-screen in the background and waits (at most 30 s) for its
+# X window; false when none appears. KT_LOCK_UP_MS is how long the window took, and the log's
+# lines from here on are the run's.
 lock_start() {
-  rm -f "$KT_APP_LOG"
-  "$KT_REPO_ROOT/tools/wine/run.sh" -t 400 "$KT_APP" --native-lock-screen </dev/null \
-    >"$KT_LOCK_WORK/app.out" 2>&1 &
-  KT_LOCK_PID=$!
+  local started
+  started=$(date +%s%N)
+  KT_LOCK_LOG_MARK="$(kt_log_size)"
+  kt_wine_spawn "$KT_LOCK_WORK/app.out" -t 400 "$KT_APP" --native-lock-screen
+  KT_LOCK_PID=$KT_SPAWN_PID
   KT_LOCK_XID=""
-  local i
-  for i in $(seq 1 150); do
-    KT_LOCK_XID="$(xdotool search --name '^ZMS Lock$' 2>/dev/null | head -1 || true)"
-    [[ -n "$KT_LOCK_XID" ]] && break
-    kill -0 "$KT_LOCK_PID" 2>/dev/null || break
-    sleep 0.2
-  done
-  [[ -n "$KT_LOCK_XID" ]] || return 1
+  if ! kt_poll 150 0.2 lock_window_or_gone || [[ -z "$KT_LOCK_XID" ]]; then
+    return 1
+  fi
+  KT_LOCK_UP_MS=$((($(date +%s%N) - started) / 1000000))
   # Screenshots need the first paint, which comes 300 ms or more after the window is shown.
   sleep 0.6
 }
 
-lock_running() { kill -0 "$KT_LOCK_PID" 2>/dev/null; }
+lock_ended() { ! lock_running; }
 
 # Waits at most $1 seconds for the lock process to end; its exit code lands in KT_LOCK_EXIT and
 # the time it took in KT_LOCK_WAITED_MS. False when it is still running.
 lock_wait_exit() {
-  local deadline=$((SECONDS + $1)) start
+  local start
   start=$(date +%s%N)
-  while lock_running && ((SECONDS < deadline)); do sleep 0.05; done
+  kt_poll $(($1 * 20)) 0.05 lock_ended || true
   KT_LOCK_WAITED_MS=$((($(date +%s%N) - start) / 1000000))
   if lock_running; then
     KT_LOCK_EXIT=running
     return 1
   fi
-  set +e
-  wait "$KT_LOCK_PID"
-  KT_LOCK_EXIT=$?
-  set -e
+  KT_LOCK_EXIT=0
+  wait "$KT_LOCK_PID" || KT_LOCK_EXIT=$?
 }
 
-# Ends a lock that a failed check left running: the file first, then the process itself.
+# Ends a lock that a failed check or demo left running: the file first, then the process itself.
 lock_stop() {
   [[ -n "$KT_LOCK_PID" ]] || return 0
   if lock_running; then
-    printf '{"locked":false}' >"$KT_LOCK_FILE"
+    kt_write_unlocked_lock_file
     lock_wait_exit 10 || {
       kill "$KT_LOCK_PID" 2>/dev/null || true
       lock_wait_exit 10 || true
@@ -74,7 +78,13 @@ lock_stop() {
   KT_LOCK_PID=""
 }
 
-# Keyboard input goes to the focused X window: focus the lock's before each burst.
+lock_cleanup() {
+  lock_stop
+  [[ -z "$KT_LOCK_WORK" ]] || rm -rf "$KT_LOCK_WORK"
+}
+
+# Keyboard input goes to the focused X window: focus the lock's before each burst. The pauses
+# after input give the lock time to take it in; nothing outside shows when it has.
 lock_focus() {
   timeout 10 xdotool windowfocus "$KT_LOCK_XID" 2>/dev/null || true
   sleep 0.2
@@ -84,9 +94,14 @@ lock_type() {
   timeout 60 xdotool type --delay 60 "$1"
   sleep 0.4
 }
-lock_key() {
+# The keys pressed without the pause after them; KT_LOCK_PRESSED_NS is when.
+lock_press() {
   lock_focus
+  KT_LOCK_PRESSED_NS=$(date +%s%N)
   timeout 10 xdotool key "$@"
+}
+lock_key() {
+  lock_press "$@"
   sleep 0.4
 }
 # A left click at client coordinates of the lock window.
@@ -95,14 +110,29 @@ lock_click() {
   sleep 0.4
 }
 
+lock_shot() {  # lock_shot PATH
+  timeout 30 import -window root "$1"
+}
+
 # The window probe's "key value" lines for one command.
 lock_probe_window() {
-  "$KT_REPO_ROOT/tools/wine/run.sh" -t 60 "$KT_LOCK_WINDOW_PROBE" "$@" </dev/null 2>/dev/null | tr -d '\r'
+  kt_wine_run -t 60 "$KT_LOCK_WINDOW_PROBE" "$@" </dev/null 2>/dev/null | tr -d '\r'
 }
 lock_value() { awk -v k="$1" '$1 == k { $1 = ""; sub(/^ /, ""); print; exit }'; }
 
-# The paint plan's layout for the screen: "input L T R B", "key-N X Y".
+# What the window probe finds of the lock window; the virtual screen it covers is the screen
+# the paint plan is made for.
+lock_find_window() {
+  KT_LOCK_INFO="$(lock_probe_window find)"
+  read -r KT_LOCK_WIDTH KT_LOCK_HEIGHT <<<"$(lock_info virtual | awk '{ print $3 - $1, $4 - $2 }')"
+  KT_LOCK_LABEL="${KT_LOCK_WIDTH}x${KT_LOCK_HEIGHT}-${KT_LOCK_DPI}dpi"
+}
+lock_info() { lock_value "$1" <<<"$KT_LOCK_INFO"; }
+
+# The paint plan for the screen: its layout ("input L T R B", "key-N X Y") and its probe
+# points ("NAME X Y COLOUR") for a state (--typed N, --message).
 lock_layout() { "$KT_LOCK_PROBE" layout "$KT_LOCK_WIDTH" "$KT_LOCK_HEIGHT" "$KT_LOCK_DPI"; }
+lock_points() { "$KT_LOCK_PROBE" points "$KT_LOCK_WIDTH" "$KT_LOCK_HEIGHT" "$KT_LOCK_DPI" "$@"; }
 lock_key_centre() { lock_layout | lock_value "key-$1"; }
 lock_click_key() {
   local centre
@@ -111,16 +141,12 @@ lock_click_key() {
   lock_click $centre
 }
 
-lock_shot() {  # lock_shot PATH
-  timeout 30 import -window root "$1"
-}
-
 # Compares every probe point the plan gives for this state with the screenshot.
 lock_check_plan() {  # lock_check_plan LABEL SHOT [--typed N] [--message]
   local label="$1" shot="$2"
   shift 2
   local points format="" names=() expected=() actual i
-  points="$("$KT_LOCK_PROBE" points "$KT_LOCK_WIDTH" "$KT_LOCK_HEIGHT" "$KT_LOCK_DPI" "$@")"
+  points="$(lock_points "$@")"
   while read -r name x y colour; do
     names+=("$name at $x,$y")
     expected+=("$colour")
@@ -156,12 +182,5 @@ lock_count_mask() {  # lock_count_mask SHOT
     }'
 }
 
-lock_log_messages() {
-  sed -E 's/^\[[0-9]+-[0-9]+-[0-9]+ [0-9]+:[0-9]+:[0-9]+\] //; s/\r$//' "$KT_APP_LOG" 2>/dev/null
-}
-
-lock_cleanup() {
-  lock_stop
-  rm -rf "$KT_LOCK_WORK"
-}
-trap lock_cleanup EXIT
+# The log lines of the last lock run, without time stamps.
+lock_log_messages() { kt_log_messages_since "$KT_LOCK_LOG_MARK"; }
