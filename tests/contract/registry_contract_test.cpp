@@ -87,9 +87,13 @@ Read Get(RegistryKey key, std::u16string_view subKey, std::u16string_view name, 
   return read;
 }
 
+// Stores exactly `data`. Windows looks at the unit after a string's count, so the copy it is
+// given goes on with one that is not zero and adds nothing.
 void Set(RegistryKey key, std::u16string_view name, std::uint32_t type,
          const std::vector<std::uint8_t>& data) {
-  ASSERT_EQ(RegSetValueExW(key, name, type, data.data(), static_cast<std::uint32_t>(data.size())),
+  std::vector<std::uint8_t> memory = data;
+  memory.insert(memory.end(), {0xEE, 0xEE});
+  ASSERT_EQ(RegSetValueExW(key, name, type, memory.data(), static_cast<std::uint32_t>(data.size())),
             kErrorSuccess);
 }
 
