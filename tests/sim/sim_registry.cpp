@@ -406,7 +406,7 @@ void SetRegistryValue(RegistryKey root, std::u16string_view path, std::u16string
 void SetRegistryString(RegistryKey root, std::u16string_view path, std::u16string_view name,
                        std::u16string_view text, std::uint32_t type, RegistryView view) {
   std::vector<std::uint8_t> data((text.size() + 1) * 2, 0);
-  std::memcpy(data.data(), text.data(), text.size() * 2);
+  if (!text.empty()) std::memcpy(data.data(), text.data(), text.size() * 2);
   SetRegistryValue(root, path, name, type, std::move(data), view);
 }
 
@@ -612,7 +612,7 @@ long RegGetValueW(RegistryKey key, std::u16string_view subKey, std::u16string_vi
       (status == kErrorSuccess || status == kErrorMoreData)) {
     const sim::Value* value = node->FindValue(valueName.substr(0, valueName.find(u'\0')));
     std::u16string text(value->data.size() / 2, u'\0');
-    std::memcpy(text.data(), value->data.data(), text.size() * 2);
+    if (!text.empty()) std::memcpy(text.data(), value->data.data(), text.size() * 2);
     text.resize(std::min(text.size(), text.find(u'\0')));
     const std::u16string expanded = sim::Expand(s, text);
     valueType = kRegSz;
