@@ -499,6 +499,42 @@ TEST_F(RegistryContract, AHandleOfADeletedKeyAnswersKeyDeleted) {
   EXPECT_EQ(RegCloseKey(gone.release()), kErrorSuccess);
 }
 
+TEST_F(RegistryContract, AHandleOfADeletedKeyNeitherListsNorOpens) {
+  const UniqueRegistryKey parent = Create(base(), u"parent");
+  Create(parent.get(), u"child");
+  ASSERT_EQ(RegDeleteTreeW(base(), u"parent"), kErrorSuccess);
+  std::array<char16_t, 16> name{};
+  std::uint32_t size = name.size();
+  EXPECT_EQ(RegEnumKeyExW(parent.get(), 0, name.data(), &size), kErrorKeyDeleted);
+  RegistryKey child = nullptr;
+  EXPECT_EQ(RegOpenKeyExW(parent.get(), u"child", 0, kKeyRead, &child), kErrorKeyDeleted);
+}
+
+TEST_F(RegistryContract, AKeyMadeAgainAfterDeletionIsANewKey) {
+  const UniqueRegistryKey old = Create(base(), u"again");
+  ASSERT_EQ(RegDeleteTreeW(base(), u"again"), kErrorSuccess);
+  const UniqueRegistryKey fresh = Create(base(), u"again");
+  Set(fresh.get(), u"v", kRegDword, Bytes({1, 0, 0, 0}));
+  EXPECT_EQ(Query(old.get(), u"v", 4).status, kErrorKeyDeleted);
+  EXPECT_EQ(Query(fresh.get(), u"v", 4).status, kErrorSuccess);
+}
+
+TEST_F(RegistryContract, CreateAndDeleteRefuseAPathStartingWithABackslash) {
+  RegistryKey key = nullptr;
+  EXPECT_EQ(RegCreateKeyExW(base(), u"\\lead", 0, kKeyRead, &key, nullptr), kErrorBadPathname);
+  EXPECT_EQ(RegDeleteTreeW(base(), u"\\lead"), kErrorBadPathname);
+}
+
+// Unlike an open, a create with no subkey gives a handle of its own even for a predefined key.
+// (Wine calls that key newly created; no caller looks, so the disposition is left out.)
+TEST_F(RegistryContract, CreatingAPredefinedKeyWithNoSubkeyGivesANewHandle) {
+  RegistryKey key = nullptr;
+  ASSERT_EQ(RegCreateKeyExW(kHkeyCurrentUser, u"", 0, kKeyRead, &key, nullptr), kErrorSuccess);
+  const UniqueRegistryKey owner(key);
+  EXPECT_NE(key, kHkeyCurrentUser);
+  EXPECT_TRUE(Open(key, kBase, kKeyRead));
+}
+
 TEST_F(RegistryContract, DeletingATreeTakesEverythingBelow) {
   Create(base(), u"tree\\branch\\leaf");
   ASSERT_EQ(RegDeleteTreeW(base(), u"tree"), kErrorSuccess);

@@ -553,7 +553,7 @@ long RegCreateKeyExW(RegistryKey key, std::u16string_view subKey, std::uint32_t 
   }
   if (!made && (node->denied & access)) return kErrorAccessDenied;
   if (disposition) *disposition = made ? kRegCreatedNewKey : kRegOpenedExistingKey;
-  *result = (parts.empty() && target->predefined) ? key : sim::NewHandle(s, node, access);
+  *result = sim::NewHandle(s, node, access);
   return kErrorSuccess;
 }
 
