@@ -7,6 +7,7 @@
 #include "platform/gdi.h"
 #include "platform/handles.h"
 #include "platform/kernel.h"
+#include "platform/registry.h"
 #include "platform/services.h"
 #include "platform/setupapi.h"
 #include "platform/user.h"
@@ -27,6 +28,8 @@ struct ClosingTraits {
 
 using UniqueKernelHandle = UniqueHandle<ClosingTraits<KernelHandle, &CloseHandle>>;
 using UniqueServiceHandle = UniqueHandle<ClosingTraits<ServiceHandle, &CloseServiceHandle>>;
+// A predefined key may be held too: closing one does nothing.
+using UniqueRegistryKey = UniqueHandle<ClosingTraits<RegistryKey, &RegCloseKey>>;
 using UniqueWinEventHook = UniqueHandle<ClosingTraits<WinEventHookHandle, &UnhookWinEvent>>;
 using UniqueMenu = UniqueHandle<ClosingTraits<MenuHandle, &DestroyMenu>>;
 using UniqueLibrary = UniqueHandle<ClosingTraits<ModuleHandle, &FreeLibrary>>;

@@ -7,6 +7,7 @@
 #include "platform/gdi.h"
 #include "platform/handles.h"
 #include "platform/kernel.h"
+#include "platform/registry.h"
 #include "platform/services.h"
 #include "platform/shell.h"
 #include "platform/user.h"
@@ -119,5 +120,35 @@ static_assert(kServiceStopped == SERVICE_STOPPED && kServiceStartPending == SERV
               kServiceStopPending == SERVICE_STOP_PENDING && kServiceRunning == SERVICE_RUNNING &&
               kServiceContinuePending == SERVICE_CONTINUE_PENDING &&
               kServicePausePending == SERVICE_PAUSE_PENDING && kServicePaused == SERVICE_PAUSED);
+
+// Registry. The predefined keys are no constant expressions: the Wine test program checks them.
+static_assert(kKeyQueryValue == KEY_QUERY_VALUE && kKeySetValue == KEY_SET_VALUE &&
+              kKeyCreateSubKey == KEY_CREATE_SUB_KEY &&
+              kKeyEnumerateSubKeys == KEY_ENUMERATE_SUB_KEYS && kKeyNotify == KEY_NOTIFY &&
+              kKeyRead == KEY_READ && kKeyWrite == KEY_WRITE && kKeyAllAccess == KEY_ALL_ACCESS &&
+              kKeyWow6464Key == KEY_WOW64_64KEY && kKeyWow6432Key == KEY_WOW64_32KEY);
+static_assert(kRegNone == REG_NONE && kRegSz == REG_SZ && kRegExpandSz == REG_EXPAND_SZ &&
+              kRegBinary == REG_BINARY && kRegDword == REG_DWORD &&
+              kRegDwordBigEndian == REG_DWORD_BIG_ENDIAN && kRegLink == REG_LINK &&
+              kRegMultiSz == REG_MULTI_SZ && kRegResourceList == REG_RESOURCE_LIST &&
+              kRegFullResourceDescriptor == REG_FULL_RESOURCE_DESCRIPTOR &&
+              kRegResourceRequirementsList == REG_RESOURCE_REQUIREMENTS_LIST &&
+              kRegQword == REG_QWORD);
+static_assert(kRrfRtRegNone == RRF_RT_REG_NONE && kRrfRtRegSz == RRF_RT_REG_SZ &&
+              kRrfRtRegExpandSz == RRF_RT_REG_EXPAND_SZ && kRrfRtRegBinary == RRF_RT_REG_BINARY &&
+              kRrfRtRegDword == RRF_RT_REG_DWORD && kRrfRtRegMultiSz == RRF_RT_REG_MULTI_SZ &&
+              kRrfRtRegQword == RRF_RT_REG_QWORD && kRrfRtDword == RRF_RT_DWORD &&
+              kRrfRtQword == RRF_RT_QWORD && kRrfRtAny == RRF_RT_ANY &&
+              kRrfSubkeyWow6464Key == RRF_SUBKEY_WOW6464KEY &&
+              kRrfSubkeyWow6432Key == RRF_SUBKEY_WOW6432KEY && kRrfNoExpand == RRF_NOEXPAND &&
+              kRrfZeroOnFailure == RRF_ZEROONFAILURE);
+static_assert(kRegOptionNonVolatile == REG_OPTION_NON_VOLATILE &&
+              kRegCreatedNewKey == REG_CREATED_NEW_KEY &&
+              kRegOpenedExistingKey == REG_OPENED_EXISTING_KEY);
+static_assert(kErrorBadPathname == ERROR_BAD_PATHNAME && kErrorNoAccess == ERROR_NOACCESS &&
+              kErrorKeyDeleted == ERROR_KEY_DELETED &&
+              kErrorDatatypeMismatch == ERROR_DATATYPE_MISMATCH &&
+              kErrorUnsupportedType == ERROR_UNSUPPORTED_TYPE);
+static_assert(sizeof(long) == sizeof(LSTATUS) && sizeof(std::uint32_t) == sizeof(DWORD));
 
 }  // namespace platform
