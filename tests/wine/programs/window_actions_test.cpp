@@ -161,6 +161,22 @@ bool RunningUnderWine() {
   return ntdll && ::GetProcAddress(ntdll, "wine_get_version") != nullptr;
 }
 
+// A window as a failure message names it: handle, class, title and owning process.
+std::string Describe(HWND window) {
+  if (!window) return "no window";
+  wchar_t className[128] = {};
+  wchar_t title[128] = {};
+  ::GetClassNameW(window, className, 128);
+  ::GetWindowTextW(window, title, 128);
+  DWORD processId = 0;
+  ::GetWindowThreadProcessId(window, &processId);
+  char text[400];
+  std::snprintf(text, sizeof(text), "%p class \"%ls\" title \"%ls\" process %lu%s",
+                static_cast<void*>(window), className, title, processId,
+                processId == ::GetCurrentProcessId() ? " (this one)" : "");
+  return text;
+}
+
 RECT RectOf(HWND window) {
   RECT rect = {};
   ::GetWindowRect(window, &rect);
@@ -524,7 +540,7 @@ TEST(ShowWindowAsync, ShowWithoutActivationLeavesTheForegroundAlone) {
   ::ShowWindow(front.get(), SW_SHOW);
   ::SetForegroundWindow(front.get());
   ASSERT_TRUE(PumpUntil(kLimitMs, [&] { return ::GetForegroundWindow() == front.get(); }))
-      << "foreground: " << ::GetForegroundWindow();
+      << "foreground: " << Describe(::GetForegroundWindow());
 
   WindowThread other;
   const HWND window = other.get();
@@ -534,8 +550,8 @@ TEST(ShowWindowAsync, ShowWithoutActivationLeavesTheForegroundAlone) {
   // Another thread's window: the call only starts the change and says that it did.
   EXPECT_TRUE(port::ShowWindowAsync(window, port::kSwShowNa));
   ASSERT_TRUE(PumpUntil(kLimitMs, [&] { return ::IsWindowVisible(window) != FALSE; }));
-  EXPECT_EQ(::GetForegroundWindow(), front.get());
-  EXPECT_EQ(::GetActiveWindow(), front.get());
+  EXPECT_EQ(::GetForegroundWindow(), front.get()) << Describe(::GetForegroundWindow());
+  EXPECT_EQ(::GetActiveWindow(), front.get()) << Describe(::GetActiveWindow());
 
   // For comparison only: what a plain SW_SHOW of a hidden window does to the foreground here.
   ::ShowWindowAsync(window, SW_HIDE);
