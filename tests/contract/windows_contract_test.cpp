@@ -129,7 +129,7 @@ TEST(DestroyWindow, SendsDestroyThenNcDestroyAndTheWindowIsGone) {
   EXPECT_FALSE(platform::DestroyWindow(handle));
 }
 
-TEST(DestroyWindow, OfAParentDestroysItsChildrenFirst) {
+TEST(DestroyWindow, OfAParentTakesItsChildrenWithIt) {
   TestWindow parent;
   WindowSpec childSpec;
   childSpec.style = platform::kWsChild | platform::kWsVisible;
