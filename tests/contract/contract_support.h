@@ -178,7 +178,7 @@ inline const std::u16string& RecordingClass() {
   return name;
 }
 
-struct WindowSpec {
+struct WindowRequest {
   std::u16string title = u"Contract";
   unsigned long style = platform::kWsPopup;
   unsigned long exStyle = 0;
@@ -191,11 +191,11 @@ struct WindowSpec {
 // gone already.
 class TestWindow {
  public:
-  explicit TestWindow(const WindowSpec& spec = {})
+  explicit TestWindow(const WindowRequest& request = {})
       : window_(platform::CreateWindowExW(
-            spec.exStyle, RecordingClass(), spec.title, spec.style, spec.rect.left, spec.rect.top,
-            spec.rect.Width(), spec.rect.Height(), spec.parent, nullptr,
-            platform::GetModuleHandleW(nullptr), spec.createParameter)) {}
+            request.exStyle, RecordingClass(), request.title, request.style, request.rect.left,
+            request.rect.top, request.rect.Width(), request.rect.Height(), request.parent, nullptr,
+            platform::GetModuleHandleW(nullptr), request.createParameter)) {}
   ~TestWindow() {
     if (window_ && platform::IsWindow(window_)) platform::DestroyWindow(window_);
   }

@@ -29,7 +29,7 @@ using contract::RecordingClass;
 using contract::TestWindow;
 using contract::TitleOf;
 using contract::UniqueName;
-using contract::WindowSpec;
+using contract::WindowRequest;
 using platform::WindowHandle;
 
 constexpr Rect kPopupRect = {200, 150, 520, 390};
@@ -45,6 +45,15 @@ std::vector<WindowHandle> TopLevelWindows() {
     return true;
   });
   return windows;
+}
+
+// A child window in the corner of `parent`, shown with it or not.
+WindowRequest ChildOf(WindowHandle parent, bool visible) {
+  WindowRequest request;
+  request.style = platform::kWsChild | (visible ? platform::kWsVisible : 0);
+  request.rect = {0, 0, 50, 50};
+  request.parent = parent;
+  return request;
 }
 
 bool Contains(const std::vector<WindowHandle>& windows, WindowHandle window) {
@@ -78,9 +87,9 @@ TEST(CreateWindowExW, OfAClassThatIsNotRegisteredFails) {
 
 TEST(CreateWindowExW, GivesTheCreateParameterWithNcCreateBeforeCreate) {
   int marker = 0;
-  WindowSpec spec;
-  spec.createParameter = &marker;
-  TestWindow window(spec);
+  WindowRequest request;
+  request.createParameter = &marker;
+  TestWindow window(request);
   ASSERT_NE(window.get(), nullptr);
   const std::vector<contract::SeenMessage> seen = MessageLog::Instance().For(window.get());
   const auto ncCreate = std::find_if(seen.begin(), seen.end(), [](const auto& message) {
@@ -98,9 +107,9 @@ TEST(CreateWindowExW, GivesTheCreateParameterWithNcCreateBeforeCreate) {
 }
 
 TEST(CreateWindowExW, AsksAnOverlappedWindowForItsTrackingSizesBeforeNcCreate) {
-  WindowSpec spec;
-  spec.style = platform::kWsOverlappedWindow;
-  TestWindow window(spec);
+  WindowRequest request;
+  request.style = platform::kWsOverlappedWindow;
+  TestWindow window(request);
   ASSERT_NE(window.get(), nullptr);
   // The host window finds its object at WM_NCCREATE: what comes before must do without it.
   const std::vector<unsigned> order = MessageLog::Instance().SequenceOf(
@@ -131,11 +140,7 @@ TEST(DestroyWindow, SendsDestroyThenNcDestroyAndTheWindowIsGone) {
 
 TEST(DestroyWindow, OfAParentTakesItsChildrenWithIt) {
   TestWindow parent;
-  WindowSpec childSpec;
-  childSpec.style = platform::kWsChild | platform::kWsVisible;
-  childSpec.rect = {0, 0, 50, 50};
-  childSpec.parent = parent.get();
-  TestWindow child(childSpec);
+  TestWindow child(ChildOf(parent.get(), true));
   ASSERT_NE(child.get(), nullptr);
   const WindowHandle parentHandle = parent.get();
   const WindowHandle childHandle = child.get();
@@ -162,14 +167,14 @@ TEST(WindowLongPtr, KeepsTheUserDataAndAnswersThePreviousValue) {
 }
 
 TEST(WindowLongPtr, CarriesTheStylesAskedForAndTheVisibleBit) {
-  WindowSpec spec;
-  spec.exStyle = platform::kWsExToolWindow | platform::kWsExTopmost | platform::kWsExNoActivate;
-  TestWindow window(spec);
+  WindowRequest request;
+  request.exStyle = platform::kWsExToolWindow | platform::kWsExTopmost | platform::kWsExNoActivate;
+  TestWindow window(request);
   ASSERT_NE(window.get(), nullptr);
   EXPECT_TRUE(HasStyle(window.get(), platform::kGwlStyle, platform::kWsPopup));
   EXPECT_FALSE(HasStyle(window.get(), platform::kGwlStyle, platform::kWsVisible));
   EXPECT_FALSE(HasStyle(window.get(), platform::kGwlStyle, platform::kWsChild));
-  EXPECT_TRUE(HasStyle(window.get(), platform::kGwlExStyle, spec.exStyle));
+  EXPECT_TRUE(HasStyle(window.get(), platform::kGwlExStyle, request.exStyle));
   EXPECT_FALSE(HasStyle(window.get(), platform::kGwlExStyle, platform::kWsExLayered));
   platform::ShowWindow(window.get(), platform::kSwShowNa);
   EXPECT_TRUE(HasStyle(window.get(), platform::kGwlStyle, platform::kWsVisible));
@@ -195,11 +200,11 @@ TEST(GetClassNameW, CopiesAtMostOneUnitLessThanTheBufferAndSaysHowMany) {
 }
 
 TEST(GetWindowTextW, CopiesAtMostOneUnitLessThanTheBufferAndSaysHowMany) {
-  WindowSpec spec;
-  spec.title = u"A title \u5e7f\u544a";
-  TestWindow window(spec);
+  WindowRequest request;
+  request.title = u"A title \u5e7f\u544a";
+  TestWindow window(request);
   ASSERT_NE(window.get(), nullptr);
-  EXPECT_EQ(TitleOf(window.get()), spec.title);
+  EXPECT_EQ(TitleOf(window.get()), request.title);
   EXPECT_EQ(platform::GetWindowTextLengthW(window.get()), 10);
 
   std::u16string buffer(10, u'#');
@@ -210,9 +215,9 @@ TEST(GetWindowTextW, CopiesAtMostOneUnitLessThanTheBufferAndSaysHowMany) {
 }
 
 TEST(GetWindowTextW, OfAWindowWithoutTitleIsEmpty) {
-  WindowSpec spec;
-  spec.title = u"";
-  TestWindow window(spec);
+  WindowRequest request;
+  request.title = u"";
+  TestWindow window(request);
   ASSERT_NE(window.get(), nullptr);
   std::u16string buffer(4, u'#');
   EXPECT_EQ(platform::GetWindowTextW(window.get(), buffer.data(), 4), 0);
@@ -244,11 +249,7 @@ TEST(ShowWindow, SetsVisibilityAndAnswersWhetherItWasVisible) {
 
 TEST(IsWindowVisible, OfAVisibleChildOfAHiddenParentIsFalse) {
   TestWindow parent;
-  WindowSpec childSpec;
-  childSpec.style = platform::kWsChild | platform::kWsVisible;
-  childSpec.rect = {0, 0, 50, 50};
-  childSpec.parent = parent.get();
-  TestWindow child(childSpec);
+  TestWindow child(ChildOf(parent.get(), true));
   ASSERT_NE(child.get(), nullptr);
   EXPECT_FALSE(platform::IsWindowVisible(child.get()));
   platform::ShowWindow(parent.get(), platform::kSwShowNa);
@@ -275,9 +276,9 @@ TEST(WindowRect, OfAPopupIsWhereItWasCreatedAndItsClientAreaIsAllOfIt) {
 }
 
 TEST(WindowRect, OfACaptionedWindowHasASmallerClientArea) {
-  WindowSpec spec;
-  spec.style = platform::kWsOverlappedWindow;
-  TestWindow window(spec);
+  WindowRequest request;
+  request.style = platform::kWsOverlappedWindow;
+  TestWindow window(request);
   ASSERT_NE(window.get(), nullptr);
   Rect rect;
   ASSERT_TRUE(platform::GetWindowRect(window.get(), &rect));
@@ -353,11 +354,7 @@ TEST(SetWindowPos, OfADestroyedWindowFails) {
 TEST(EnumWindows, VisitsTopLevelWindowsOnlyAndStopsWhenAsked) {
   TestWindow shown;
   TestWindow hidden;
-  WindowSpec childSpec;
-  childSpec.style = platform::kWsChild | platform::kWsVisible;
-  childSpec.rect = {0, 0, 50, 50};
-  childSpec.parent = shown.get();
-  TestWindow child(childSpec);
+  TestWindow child(ChildOf(shown.get(), true));
   ASSERT_NE(child.get(), nullptr);
   platform::ShowWindow(shown.get(), platform::kSwShowNa);
 
@@ -376,13 +373,8 @@ TEST(EnumWindows, VisitsTopLevelWindowsOnlyAndStopsWhenAsked) {
 
 TEST(GetAncestor, RootOfAChildIsItsTopLevelWindow) {
   TestWindow top;
-  WindowSpec childSpec;
-  childSpec.style = platform::kWsChild | platform::kWsVisible;
-  childSpec.rect = {0, 0, 50, 50};
-  childSpec.parent = top.get();
-  TestWindow child(childSpec);
-  childSpec.parent = child.get();
-  TestWindow grandchild(childSpec);
+  TestWindow child(ChildOf(top.get(), true));
+  TestWindow grandchild(ChildOf(child.get(), true));
   ASSERT_NE(grandchild.get(), nullptr);
   EXPECT_EQ(platform::GetAncestor(child.get(), platform::kGaRoot), top.get());
   EXPECT_EQ(platform::GetAncestor(grandchild.get(), platform::kGaRoot), top.get());
@@ -397,9 +389,9 @@ TEST(GetAncestor, OfADestroyedWindowIsNull) {
 
 TEST(GetWindow, OwnerOfAPopupMadeWithAParentIsThatWindowAndItStaysTopLevel) {
   TestWindow owner;
-  WindowSpec ownedSpec;
-  ownedSpec.parent = owner.get();
-  TestWindow owned(ownedSpec);
+  WindowRequest ownedRequest;
+  ownedRequest.parent = owner.get();
+  TestWindow owned(ownedRequest);
   ASSERT_NE(owned.get(), nullptr);
   EXPECT_EQ(platform::GetWindow(owned.get(), platform::kGwOwner), owner.get());
   EXPECT_EQ(platform::GetWindow(owner.get(), platform::kGwOwner), nullptr);
@@ -409,11 +401,7 @@ TEST(GetWindow, OwnerOfAPopupMadeWithAParentIsThatWindowAndItStaysTopLevel) {
 
 TEST(GetWindow, OwnerOfAChildIsNull) {
   TestWindow top;
-  WindowSpec childSpec;
-  childSpec.style = platform::kWsChild;
-  childSpec.rect = {0, 0, 50, 50};
-  childSpec.parent = top.get();
-  TestWindow child(childSpec);
+  TestWindow child(ChildOf(top.get(), false));
   ASSERT_NE(child.get(), nullptr);
   EXPECT_EQ(platform::GetWindow(child.get(), platform::kGwOwner), nullptr);
 }
@@ -438,12 +426,12 @@ TEST(GetWindowThreadProcessId, OfADestroyedWindowIsZero) {
 }
 
 TEST(FindWindowW, FindsByClassOrByTitleAndNothingForNeither) {
-  WindowSpec spec;
-  spec.title = UniqueName(u"KtContractTitle");
-  TestWindow window(spec);
+  WindowRequest request;
+  request.title = UniqueName(u"KtContractTitle");
+  TestWindow window(request);
   ASSERT_NE(window.get(), nullptr);
-  EXPECT_EQ(platform::FindWindowW(RecordingClass().c_str(), spec.title.c_str()), window.get());
-  EXPECT_EQ(platform::FindWindowW(nullptr, spec.title.c_str()), window.get())
+  EXPECT_EQ(platform::FindWindowW(RecordingClass().c_str(), request.title.c_str()), window.get());
+  EXPECT_EQ(platform::FindWindowW(nullptr, request.title.c_str()), window.get())
       << "hidden windows are found too";
   const std::u16string missing = UniqueName(u"KtContractMissing");
   EXPECT_EQ(platform::FindWindowW(missing.c_str(), nullptr), nullptr);
@@ -451,11 +439,11 @@ TEST(FindWindowW, FindsByClassOrByTitleAndNothingForNeither) {
 }
 
 TEST(FindWindowW, ComparesTitlesAndClassesWithoutCase) {
-  WindowSpec spec;
-  spec.title = UniqueName(u"KtContractTitle");
-  TestWindow window(spec);
+  WindowRequest request;
+  request.title = UniqueName(u"KtContractTitle");
+  TestWindow window(request);
   ASSERT_NE(window.get(), nullptr);
-  const std::u16string title = Folded(spec.title);
+  const std::u16string title = Folded(request.title);
   const std::u16string className = Folded(RecordingClass());
   EXPECT_EQ(platform::FindWindowW(nullptr, title.c_str()), window.get());
   EXPECT_EQ(platform::FindWindowW(className.c_str(), title.c_str()), window.get());
@@ -463,14 +451,11 @@ TEST(FindWindowW, ComparesTitlesAndClassesWithoutCase) {
 
 TEST(FindWindowW, PassesOverChildWindows) {
   TestWindow top;
-  WindowSpec childSpec;
-  childSpec.style = platform::kWsChild;
-  childSpec.rect = {0, 0, 50, 50};
-  childSpec.parent = top.get();
-  childSpec.title = UniqueName(u"KtContractChild");
-  TestWindow child(childSpec);
+  WindowRequest childRequest = ChildOf(top.get(), false);
+  childRequest.title = UniqueName(u"KtContractChild");
+  TestWindow child(childRequest);
   ASSERT_NE(child.get(), nullptr);
-  EXPECT_EQ(platform::FindWindowW(nullptr, childSpec.title.c_str()), nullptr);
+  EXPECT_EQ(platform::FindWindowW(nullptr, childRequest.title.c_str()), nullptr);
 }
 
 TEST(GetLayeredWindowAttributes, FailsForAWindowThatIsNotLayered) {
@@ -483,9 +468,9 @@ TEST(GetLayeredWindowAttributes, FailsForAWindowThatIsNotLayered) {
 }
 
 TEST(GetLayeredWindowAttributes, FailsForALayeredWindowWhoseAttributesWereNeverSet) {
-  WindowSpec spec;
-  spec.exStyle = platform::kWsExLayered;
-  TestWindow window(spec);
+  WindowRequest request;
+  request.exStyle = platform::kWsExLayered;
+  TestWindow window(request);
   ASSERT_NE(window.get(), nullptr);
   std::uint32_t key = 7;
   std::uint8_t alpha = 7;
