@@ -1,3 +1,5 @@
-# The host window's adapters under Wine.
-add_test(NAME wine_host_window COMMAND bash ${KT_TOOLS}/run.sh -t 120 ${KT_WINDOWS_TESTS}/host_window_test.exe)
-set_tests_properties(wine_host_window PROPERTIES FIXTURES_REQUIRED wine LABELS wine TIMEOUT 300 ENVIRONMENT "${KT_WINE_ENV}")
+# The host window's adapters under Wine. Its windows are of the application's main class and
+# take the foreground, which the single instance's search and hand-over look for: it holds the
+# application's lock.
+kt_wine_test(wine_host_window APP
+  COMMAND bash ${KT_TOOLS}/run.sh -t 120 ${KT_WINDOWS_TESTS}/host_window_test.exe)

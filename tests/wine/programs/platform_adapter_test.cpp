@@ -1,5 +1,5 @@
-// The Win32 adapters and the project's own conversions and formatter, checked against the
-// Windows runtime and file system they stand for.
+// The Win32 adapters, the whole-file helpers over them and the project's own conversions and
+// formatter, checked against the Windows runtime and file system they stand for.
 #include <windows.h>
 
 #include <gtest/gtest.h>
@@ -9,11 +9,12 @@
 #include <string>
 
 #include "app/command_line.h"
-#include "launch/launch_platform.h"
+#include "app/files.h"
 #include "base/log_format.h"
-#include "platform/files.h"
-#include "platform/sha256.h"
 #include "base/text.h"
+#include "platform/crypto.h"
+#include "platform/kernel.h"
+#include "platform/shell.h"
 #include "platform/win32/text.h"
 
 namespace {
@@ -157,9 +158,9 @@ TEST_F(FilesAdapter, CreateDirectoryFailsForAnExistingOneAndForADrive) {
 }
 
 TEST_F(FilesAdapter, AppendCreatesThenAppends) {
-  EXPECT_TRUE(platform::AppendFileShared(path_, "one\r\n"));
-  EXPECT_TRUE(platform::AppendFileShared(path_, "two\r\n"));
-  EXPECT_EQ(platform::ReadFileShared(path_), "one\r\ntwo\r\n");
+  EXPECT_TRUE(AppendFileShared(path_, "one\r\n"));
+  EXPECT_TRUE(AppendFileShared(path_, "two\r\n"));
+  EXPECT_EQ(ReadFileShared(path_), "one\r\ntwo\r\n");
 }
 
 TEST_F(FilesAdapter, AppendSucceedsWhileAnotherWriterHoldsTheFileShared) {
@@ -169,17 +170,17 @@ TEST_F(FilesAdapter, AppendSucceedsWhileAnotherWriterHoldsTheFileShared) {
   ASSERT_NE(other, INVALID_HANDLE_VALUE);
   DWORD written = 0;
   WriteFile(other, "other\r\n", 7, &written, nullptr);
-  EXPECT_TRUE(platform::AppendFileShared(path_, "mine\r\n"));
+  EXPECT_TRUE(AppendFileShared(path_, "mine\r\n"));
   CloseHandle(other);
-  EXPECT_EQ(platform::ReadFileShared(path_), "other\r\nmine\r\n");
+  EXPECT_EQ(ReadFileShared(path_), "other\r\nmine\r\n");
 }
 
 TEST_F(FilesAdapter, AppendFailsWhenTheFileIsHeldWithoutSharing) {
   HANDLE other = CreateFileW(AsWide(path_).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
                              FILE_ATTRIBUTE_NORMAL, nullptr);
   ASSERT_NE(other, INVALID_HANDLE_VALUE);
-  EXPECT_FALSE(platform::AppendFileShared(path_, "lost"));
-  EXPECT_FALSE(platform::ReadFileShared(path_).has_value());
+  EXPECT_FALSE(AppendFileShared(path_, "lost"));
+  EXPECT_FALSE(ReadFileShared(path_).has_value());
   CloseHandle(other);
 }
 
@@ -187,21 +188,19 @@ TEST_F(FilesAdapter, AppendFailsWhenTheFileIsHeldWithoutSharing) {
 // for a file that can't be opened for writing.
 TEST_F(FilesAdapter, UnopenablePathRefusesWritesSilently) {
   ASSERT_TRUE(platform::CreateDirectoryW(path_));
-  EXPECT_FALSE(platform::AppendFileShared(path_, "lost"));
-  EXPECT_FALSE(platform::ReplaceFileShared(path_, "lost"));
-  EXPECT_FALSE(platform::ReadFileShared(path_).has_value());
+  EXPECT_FALSE(AppendFileShared(path_, "lost"));
+  EXPECT_FALSE(ReplaceFileShared(path_, "lost"));
+  EXPECT_FALSE(ReadFileShared(path_).has_value());
   RemoveDirectoryW(AsWide(path_).c_str());
 }
 
 TEST_F(FilesAdapter, ReplaceOverwritesTheWholeContent) {
-  ASSERT_TRUE(platform::ReplaceFileShared(path_, "a much longer first content"));
-  ASSERT_TRUE(platform::ReplaceFileShared(path_, "short"));
-  EXPECT_EQ(platform::ReadFileShared(path_), "short");
+  ASSERT_TRUE(ReplaceFileShared(path_, "a much longer first content"));
+  ASSERT_TRUE(ReplaceFileShared(path_, "short"));
+  EXPECT_EQ(ReadFileShared(path_), "short");
 }
 
-TEST_F(FilesAdapter, MissingFileReadsAsNothing) {
-  EXPECT_FALSE(platform::ReadFileShared(path_).has_value());
-}
+TEST_F(FilesAdapter, MissingFileReadsAsNothing) { EXPECT_FALSE(ReadFileShared(path_).has_value()); }
 
 std::string Hex(const platform::Sha256Digest& digest) {
   std::string text;
@@ -224,8 +223,10 @@ TEST(Sha256Adapter, KnownDigests) {
 
 TEST(CommandLineAdapter, SplitsTheProcessCommandLineWithUnicodeIntact) {
   // The test runner starts this program with: --kt-arg "wört ñ" --Kt-Flag
-  const auto argv = platform::CommandLineToArgvW();
+  const auto argv = platform::CommandLineToArgvW(platform::GetCommandLineW());
   ASSERT_TRUE(argv.has_value());
+  ASSERT_EQ(argv->size(), 4u);
+  EXPECT_EQ((*argv)[2], u"w\u00f6rt \u00f1");
   EXPECT_EQ(GetCommandLineOption(u"--kt-arg"), u"w\u00f6rt \u00f1");
   EXPECT_TRUE(HasCommandLineFlag(u"--kt-flag"));
 }

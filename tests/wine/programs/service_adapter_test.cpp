@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "app/app_log.h"
-#include "service/service_bootstrap.h"
-#include "platform/files.h"
+#include "app/files.h"
 #include "base/text.h"
+#include "service/service_bootstrap.h"
 
 namespace {
 
@@ -70,7 +70,7 @@ void ExpectLines(const Lines& actual, const Lines& expected, const std::string& 
 // The messages of the log lines written since `before`, each checked for its time stamp
 // "[y-m-d h:m:s] " and its CR LF ending.
 Lines NewLogMessages(const std::u16string& path, const std::string& before) {
-  const std::string now = platform::ReadFileShared(path).value_or("");
+  const std::string now = ReadFileShared(path).value_or("");
   Check(now.compare(0, before.size(), before) == 0, "the log kept what it held before");
   Lines messages;
   std::size_t start = before.size();
@@ -152,7 +152,7 @@ int main(int argc, char** argv) {
   }
   EnsureLogDirectory();
   const std::u16string log = GetAppLogPath();
-  const std::string before = platform::ReadFileShared(log).value_or("");
+  const std::string before = ReadFileShared(log).value_or("");
 
   if (situation == "running") RunningServiceIsFoundAndNotStarted(log, before);
   if (situation == "stopped") StoppedServiceIsStarted(log, before);

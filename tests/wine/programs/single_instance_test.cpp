@@ -15,19 +15,20 @@
 #include <optional>
 #include <string>
 
-#include "host/window_messages.h"
 #include "app/app_log.h"
+#include "app/product.h"
 #include "launch/launch_driver.h"
-#include "single_instance/single_instance.h"
 #include "message_pump.h"
+#include "platform/kernel.h"
+#include "platform/owners.h"
+#include "platform/user.h"
 #include "platform/win32/text.h"
-
-// The driver's process-wide state; this program links the module without the driver.
-platform::NativeHandle mainWindowHandle = nullptr;
-std::atomic<bool> activationPipeStopFlag{false};
+#include "single_instance/single_instance.h"
 
 namespace {
 
+using platform::UniqueKernelHandle;
+using product::kActivationPipeName;
 using test_windows::PumpMessages;
 using test_windows::PumpUntil;
 using test_windows::RegisterClassOnce;
@@ -93,7 +94,7 @@ int showMessages = 0;
 
 LRESULT CALLBACK MainWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
   switch (message) {
-    case kMsgShowWindow:
+    case product::kMsgShowWindow:
       // What the window layer does with it, as far as this test needs: show, or restore.
       ++showMessages;
       ::ShowWindow(window, ::IsIconic(window) ? SW_RESTORE : SW_SHOW);
@@ -111,7 +112,7 @@ LRESULT CALLBACK MainWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM
 }
 
 int RunRole(Role role) {
-  InstanceMutex mutex;
+  UniqueKernelHandle mutex;
   if (role != Role::kLockWindow) {
     mutex.reset(platform::CreateMutexW(u"Global\\KelvoTarnelSingleInstance"));
     if (!mutex || ::GetLastError() == ERROR_ALREADY_EXISTS) {
@@ -176,7 +177,9 @@ int RunRole(Role role) {
 // ---- The second launch ----
 
 std::uint32_t OwnSession() {
-  return platform::ProcessIdToSessionId(::GetCurrentProcessId()).value_or(kUnknownSession);
+  std::uint32_t session = 0;
+  return platform::ProcessIdToSessionId(::GetCurrentProcessId(), &session) ? session
+                                                                           : kUnknownSession;
 }
 
 ExistingWindowSearch OwnSearch() {
@@ -199,14 +202,38 @@ DWORD ProcessOf(HWND window) {
 
 HWND RunningInstanceWindow() { return ::FindWindowW(L"FLUTTER_RUNNER_WIN32_WINDOW", nullptr); }
 
+// The text a buffer of `capacity` units receives from the seam's copy.
+template <typename Copy>
+std::u16string CopiedText(HWND window, int capacity, Copy copy) {
+  std::u16string buffer(static_cast<std::size_t>(capacity), u'\0');
+  const int copied = copy(window, buffer.data(), capacity);
+  buffer.resize(static_cast<std::size_t>(copied > 0 ? copied : 0));
+  return buffer;
+}
+
+std::u16string ClassNameOf(HWND window, int capacity) {
+  return CopiedText(window, capacity, &platform::GetClassNameW);
+}
+
+std::u16string TitleOf(HWND window, int capacity) {
+  return CopiedText(window, capacity, &platform::GetWindowTextW);
+}
+
+UniqueKernelHandle OpenActivationPipe() {
+  return UniqueKernelHandle(platform::CreateFileW(kActivationPipeName, platform::kGenericWrite, 0,
+                                                  platform::kOpenExisting, 0));
+}
+
 // One client of the activation pipe with any payload; the server takes one client at a time.
 bool SendPayload(const std::string& payload) {
-  UniquePipeHandle pipe;
+  UniqueKernelHandle pipe;
   const bool opened = PumpUntil(kWaitBoundMs, [&pipe] {
-    pipe.reset(platform::CreateFileW(kActivationPipeName, GENERIC_WRITE, 0, OPEN_EXISTING));
+    pipe = OpenActivationPipe();
     return static_cast<bool>(pipe);
   });
-  return opened && platform::WriteFile(pipe.get(), payload);
+  std::uint32_t written = 0;
+  return opened && platform::WriteFile(pipe.get(), payload.data(),
+                                       static_cast<std::uint32_t>(payload.size()), &written);
 }
 
 // The running instance's count of show messages, once every request sent so far has been
@@ -237,15 +264,16 @@ TEST(Adapters, WindowQueriesAnswerAsUser32Does) {
   EXPECT_TRUE(platform::IsWindow(owned.get()));
   EXPECT_EQ(platform::GetWindow(owned.get(), GW_OWNER), owner.get());
   EXPECT_EQ(platform::GetWindow(owner.get(), GW_OWNER), nullptr);
-  EXPECT_EQ(platform::GetClassNameW(owned.get(), 128), u"KtProbeOwned");
-  EXPECT_EQ(platform::GetClassNameW(owned.get(), 5), u"KtPr") << "capacity - 1 characters";
-  EXPECT_EQ(platform::GetWindowTextW(owned.get(), 256), u"A title");
-  EXPECT_EQ(platform::GetWindowTextW(owned.get(), 3), u"A ");
+  EXPECT_EQ(ClassNameOf(owned.get(), 128), u"KtProbeOwned");
+  EXPECT_EQ(ClassNameOf(owned.get(), 5), u"KtPr") << "capacity - 1 characters";
+  EXPECT_EQ(TitleOf(owned.get(), 256), u"A title");
+  EXPECT_EQ(TitleOf(owned.get(), 3), u"A ");
   std::uint32_t processId = 0;
   EXPECT_EQ(platform::GetWindowThreadProcessId(owned.get(), &processId), ::GetCurrentThreadId());
   EXPECT_EQ(processId, ::GetCurrentProcessId());
   EXPECT_EQ(platform::GetCurrentProcessId(), ::GetCurrentProcessId());
-  EXPECT_TRUE(platform::ProcessIdToSessionId(::GetCurrentProcessId()).has_value());
+  std::uint32_t session = kUnknownSession;
+  EXPECT_TRUE(platform::ProcessIdToSessionId(::GetCurrentProcessId(), &session));
 
   int seen = 0;
   bool ownerSeen = false;
@@ -271,17 +299,14 @@ TEST(Adapters, ShowAndIconicStateFollowTheCalls) {
   EXPECT_TRUE(platform::IsIconic(window.get()));
   platform::ShowWindow(window.get(), SW_RESTORE);
   EXPECT_FALSE(platform::IsIconic(window.get()));
-  EXPECT_TRUE(
-      platform::SetWindowPos(window.get(), platform::InsertAfter::kTopmost, 0, 0, 0, 0, 67));
+  EXPECT_TRUE(platform::SetWindowPos(window.get(), platform::HwndTopmost(), 0, 0, 0, 0, 67));
   EXPECT_NE(::GetWindowLongW(window.get(), GWL_EXSTYLE) & WS_EX_TOPMOST, 0);
-  EXPECT_TRUE(
-      platform::SetWindowPos(window.get(), platform::InsertAfter::kNoTopmost, 0, 0, 0, 0, 67));
+  EXPECT_TRUE(platform::SetWindowPos(window.get(), platform::HwndNoTopmost(), 0, 0, 0, 0, 67));
   EXPECT_EQ(::GetWindowLongW(window.get(), GWL_EXSTYLE) & WS_EX_TOPMOST, 0);
 }
 
 TEST(Alone, PipeOpenWithoutAServerFailsWithFileNotFound) {
-  const UniquePipeHandle pipe(
-      platform::CreateFileW(kActivationPipeName, GENERIC_WRITE, 0, OPEN_EXISTING));
+  const UniqueKernelHandle pipe = OpenActivationPipe();
   EXPECT_FALSE(pipe);
   EXPECT_EQ(platform::GetLastError(), static_cast<unsigned long>(ERROR_FILE_NOT_FOUND));
 }
@@ -320,7 +345,7 @@ TEST(LockWindowOnly, LockWindowOfAnotherProcessIsNeverFound) {
 TEST(RunningInstance, FindExistingWindowFindsTheOtherProcesssMainWindow) {
   const HWND found = static_cast<HWND>(FindExistingWindow());
   ASSERT_NE(found, nullptr);
-  EXPECT_EQ(platform::GetClassNameW(found, 128), u"FLUTTER_RUNNER_WIN32_WINDOW");
+  EXPECT_EQ(ClassNameOf(found, 128), u"FLUTTER_RUNNER_WIN32_WINDOW");
   EXPECT_EQ(ProcessOf(found), RolePid());
   EXPECT_NE(ProcessOf(found), ::GetCurrentProcessId());
 }
@@ -377,17 +402,17 @@ TEST(RunningInstance, ForceForegroundWindowBringsTheMinimisedWindowToTheFront) {
 TEST(RunningInstance, SecondLaunchHandsOverAndEndsWithoutTheMutex) {
   TestWindow own(L"KtProbeForeground", L"Foreground holder", true);
   ::SetForegroundWindow(own.get());
-  InstanceMutex mutex;
+  UniqueKernelHandle mutex;
   EXPECT_EQ(AcquireInstanceMutex(mutex), 0);
   EXPECT_FALSE(mutex);
   EXPECT_EQ(::GetForegroundWindow(), RunningInstanceWindow());
 }
 
 TEST(WindowlessInstance, SecondLaunchRunsOnWithoutTheMutex) {
-  InstanceMutex mutex;
+  UniqueKernelHandle mutex;
   EXPECT_EQ(AcquireInstanceMutex(mutex), std::nullopt);
   EXPECT_FALSE(mutex) << "the other instance's mutex is not kept";
-  const InstanceMutex again(platform::CreateMutexW(u"Global\\KelvoTarnelSingleInstance"));
+  const UniqueKernelHandle again(platform::CreateMutexW(u"Global\\KelvoTarnelSingleInstance"));
   EXPECT_EQ(::GetLastError(), static_cast<DWORD>(ERROR_ALREADY_EXISTS))
       << "the windowless instance still holds it";
 }

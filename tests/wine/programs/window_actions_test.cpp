@@ -1,7 +1,8 @@
-// The engine's half of the window port against real windows: the hook thread with its message
-// loop and window events from another process, the close and hide actions, enumeration and the
-// workers. Each call under test goes through blocker::platform; Win32 itself only sets up windows
-// and looks at the result. The same program, started with --open-window, is that other process.
+// What the blocker's engine asks of the window seams, against real windows: the hook thread with
+// its message loop and window events from another process, the close and hide actions,
+// enumeration and the workers. Each call under test goes through the platform seams; Win32 itself
+// only sets up windows and looks at the result. The same program, started with --open-window, is
+// that other process.
 #include <windows.h>
 
 #include <gtest/gtest.h>
@@ -20,10 +21,12 @@
 #include <thread>
 #include <vector>
 
-#include "blocker/window_system.h"
 #include "message_pump.h"
+#include "platform/kernel.h"
+#include "platform/owners.h"
+#include "platform/user.h"
 
-namespace port = blocker::platform;
+namespace port = ::platform;
 using test_windows::PumpMessages;
 using test_windows::PumpUntil;
 using test_windows::RegisterClassOnce;
@@ -34,7 +37,15 @@ constexpr wchar_t kProbeClass[] = L"KtBlockerActionsProbe";
 constexpr wchar_t kOtherProcessClass[] = L"KtBlockerActionsOther";
 constexpr DWORD kLimitMs = 10000;
 constexpr auto kLimit = std::chrono::milliseconds(kLimitMs);
-constexpr std::uint32_t kPmRemove = 1;
+
+// The engine's hook flags, and its hide and show of a window that keep everything else as it is.
+constexpr std::uint32_t kWineventOutOfContextSkipOwnProcess =
+    port::kWineventOutOfContext | port::kWineventSkipOwnProcess;
+constexpr unsigned kSwpKeepAll =
+    port::kSwpNoSize | port::kSwpNoMove | port::kSwpNoZOrder | port::kSwpNoActivate;
+constexpr unsigned kSwpHideFlags = kSwpKeepAll | port::kSwpHideWindow;
+constexpr unsigned kSwpShowFlags = kSwpKeepAll | port::kSwpShowWindow;
+static_assert(kSwpHideFlags == 0x97 && kSwpShowFlags == 0x57);
 
 // What the probe window procedure saw, in order.
 struct Received {
@@ -148,6 +159,22 @@ class WindowThread {
 bool RunningUnderWine() {
   const HMODULE ntdll = ::GetModuleHandleW(L"ntdll.dll");
   return ntdll && ::GetProcAddress(ntdll, "wine_get_version") != nullptr;
+}
+
+// A window as a failure message names it: handle, class, title and owning process.
+std::string Describe(HWND window) {
+  if (!window) return "no window";
+  wchar_t className[128] = {};
+  wchar_t title[128] = {};
+  ::GetClassNameW(window, className, 128);
+  ::GetWindowTextW(window, title, 128);
+  DWORD processId = 0;
+  ::GetWindowThreadProcessId(window, &processId);
+  char text[400];
+  std::snprintf(text, sizeof(text), "%p class \"%ls\" title \"%ls\" process %lu%s",
+                static_cast<void*>(window), className, title, processId,
+                processId == ::GetCurrentProcessId() ? " (this one)" : "");
+  return text;
 }
 
 RECT RectOf(HWND window) {
@@ -269,9 +296,9 @@ class OtherProcess {
 
 // Window events as the hook callback saw them.
 struct HookEvent {
-  port::HookHandle hook;
+  port::WinEventHookHandle hook;
   std::uint32_t event;
-  blocker::WindowHandle window;
+  port::WindowHandle window;
   std::int32_t objectId;
   std::int32_t childId;
   DWORD threadId;
@@ -281,7 +308,7 @@ std::mutex eventsLock;
 std::condition_variable eventsChanged;
 std::vector<HookEvent> events;
 
-void RecordEvent(port::HookHandle hook, std::uint32_t event, blocker::WindowHandle window,
+void RecordEvent(port::WinEventHookHandle hook, std::uint32_t event, port::WindowHandle window,
                  std::int32_t objectId, std::int32_t childId) {
   {
     std::lock_guard<std::mutex> lock(eventsLock);
@@ -290,7 +317,7 @@ void RecordEvent(port::HookHandle hook, std::uint32_t event, blocker::WindowHand
   eventsChanged.notify_all();
 }
 
-std::vector<HookEvent> EventsFor(blocker::WindowHandle window) {
+std::vector<HookEvent> EventsFor(port::WindowHandle window) {
   std::lock_guard<std::mutex> lock(eventsLock);
   std::vector<HookEvent> found;
   for (const HookEvent& event : events) {
@@ -299,7 +326,7 @@ std::vector<HookEvent> EventsFor(blocker::WindowHandle window) {
   return found;
 }
 
-bool WaitForEvent(blocker::WindowHandle window, std::uint32_t eventId) {
+bool WaitForEvent(port::WindowHandle window, std::uint32_t eventId) {
   std::unique_lock<std::mutex> lock(eventsLock);
   return eventsChanged.wait_for(lock, kLimit, [&] {
     return std::any_of(events.begin(), events.end(), [&](const HookEvent& event) {
@@ -326,7 +353,7 @@ class HookThread {
     thread_ = std::thread([this, flags] {
       threadId_.store(port::GetCurrentThreadId());
       port::Message message;
-      port::PeekMessageW(&message, port::kWmUser, port::kWmUser, port::kPmNoRemove);
+      port::PeekMessageW(&message, nullptr, port::kWmUser, port::kWmUser, port::kPmNoRemove);
       createHook_ = port::SetWinEventHook(port::kEventObjectCreate, port::kEventObjectCreate,
                                           &RecordEvent, 0, 0, flags);
       showHook_ = port::SetWinEventHook(port::kEventObjectShow, port::kEventObjectShow,
@@ -334,14 +361,14 @@ class HookThread {
       ready_.set_value();
       bool createHooked = createHook_ != nullptr;
       int result;
-      while ((result = port::GetMessageW(&message)) > 0) {
+      while ((result = port::GetMessageW(&message, nullptr, 0, 0)) > 0) {
         if (message.message == kUnhookCreate) {
           unhookCreate_.set_value(port::UnhookWinEvent(createHook_));
           createHooked = false;
           continue;
         }
-        port::TranslateMessage(&message);
-        port::DispatchMessageW(&message);
+        port::TranslateMessage(message);
+        port::DispatchMessageW(message);
       }
       lastResult_ = result;
       lastMessage_ = message.message;
@@ -360,8 +387,8 @@ class HookThread {
 
   bool running() const { return running_; }
   DWORD threadId() const { return threadId_.load(); }
-  port::HookHandle createHook() const { return createHook_; }
-  port::HookHandle showHook() const { return showHook_; }
+  port::WinEventHookHandle createHook() const { return createHook_; }
+  port::WinEventHookHandle showHook() const { return showHook_; }
 
   // The create hook's UnhookWinEvent result, or false if the thread did not answer in time.
   bool UnhookCreate() {
@@ -384,8 +411,8 @@ class HookThread {
  private:
   std::thread thread_;
   std::atomic<DWORD> threadId_{0};
-  port::HookHandle createHook_ = nullptr;
-  port::HookHandle showHook_ = nullptr;
+  port::WinEventHookHandle createHook_ = nullptr;
+  port::WinEventHookHandle showHook_ = nullptr;
   std::promise<void> ready_;
   std::promise<bool> unhookCreate_;
   bool running_ = false;
@@ -438,17 +465,19 @@ TEST(GetAncestor, OfADestroyedWindowIsNull) {
 namespace {
 
 struct Enumeration {
-  std::vector<blocker::WindowHandle> seen;
+  std::vector<port::WindowHandle> seen;
   std::size_t stopAfter = 0;  // 0: never stop
 };
 
-bool CollectWindow(blocker::WindowHandle window, void* context) {
-  auto* enumeration = static_cast<Enumeration*>(context);
-  enumeration->seen.push_back(window);
-  return enumeration->stopAfter == 0 || enumeration->seen.size() < enumeration->stopAfter;
+// EnumWindows through the seam, every window going to the enumeration until it asks to stop.
+bool EnumerateInto(Enumeration* enumeration) {
+  return port::EnumWindows([enumeration](port::WindowHandle window) {
+    enumeration->seen.push_back(window);
+    return enumeration->stopAfter == 0 || enumeration->seen.size() < enumeration->stopAfter;
+  });
 }
 
-bool Contains(const std::vector<blocker::WindowHandle>& windows, HWND window) {
+bool Contains(const std::vector<port::WindowHandle>& windows, HWND window) {
   return std::find(windows.begin(), windows.end(), window) != windows.end();
 }
 
@@ -462,11 +491,11 @@ TEST(EnumWindows, VisitsNewTopLevelWindowsAndNotTheirChildren) {
   ASSERT_NE(hidden.get(), nullptr);
   ASSERT_NE(child.get(), nullptr);
   Enumeration enumeration;
-  EXPECT_TRUE(port::EnumWindows(&CollectWindow, &enumeration));
+  EXPECT_TRUE(EnumerateInto(&enumeration));
   EXPECT_TRUE(Contains(enumeration.seen, shown.get()));
   EXPECT_TRUE(Contains(enumeration.seen, hidden.get()));
   EXPECT_FALSE(Contains(enumeration.seen, child.get()));
-  for (blocker::WindowHandle window : enumeration.seen) {
+  for (port::WindowHandle window : enumeration.seen) {
     EXPECT_EQ(::GetParent(static_cast<HWND>(window)), nullptr);
   }
   std::printf("EnumWindows visited %zu top-level windows\n", enumeration.seen.size());
@@ -477,11 +506,11 @@ TEST(EnumWindows, FalseFromTheCallbackStopsIt) {
   ProbeWindow second(L"Second");
   ProbeWindow third(L"Third");
   Enumeration all;
-  ASSERT_TRUE(port::EnumWindows(&CollectWindow, &all));
+  ASSERT_TRUE(EnumerateInto(&all));
   ASSERT_GE(all.seen.size(), 3u);
   Enumeration stopped;
   stopped.stopAfter = 2;
-  const bool completed = port::EnumWindows(&CollectWindow, &stopped);
+  const bool completed = EnumerateInto(&stopped);
   EXPECT_EQ(stopped.seen.size(), 2u);
   EXPECT_FALSE(completed);
   // Stopping early gives the same first windows, in z-order.
@@ -511,7 +540,7 @@ TEST(ShowWindowAsync, ShowWithoutActivationLeavesTheForegroundAlone) {
   ::ShowWindow(front.get(), SW_SHOW);
   ::SetForegroundWindow(front.get());
   ASSERT_TRUE(PumpUntil(kLimitMs, [&] { return ::GetForegroundWindow() == front.get(); }))
-      << "foreground: " << ::GetForegroundWindow();
+      << "foreground: " << Describe(::GetForegroundWindow());
 
   WindowThread other;
   const HWND window = other.get();
@@ -521,8 +550,8 @@ TEST(ShowWindowAsync, ShowWithoutActivationLeavesTheForegroundAlone) {
   // Another thread's window: the call only starts the change and says that it did.
   EXPECT_TRUE(port::ShowWindowAsync(window, port::kSwShowNa));
   ASSERT_TRUE(PumpUntil(kLimitMs, [&] { return ::IsWindowVisible(window) != FALSE; }));
-  EXPECT_EQ(::GetForegroundWindow(), front.get());
-  EXPECT_EQ(::GetActiveWindow(), front.get());
+  EXPECT_EQ(::GetForegroundWindow(), front.get()) << Describe(::GetForegroundWindow());
+  EXPECT_EQ(::GetActiveWindow(), front.get()) << Describe(::GetActiveWindow());
 
   // For comparison only: what a plain SW_SHOW of a hidden window does to the foreground here.
   ::ShowWindowAsync(window, SW_HIDE);
@@ -549,11 +578,11 @@ TEST(SetWindowPos, HideAndShowFlagsKeepPositionAndSize) {
   ASSERT_TRUE(PumpUntil(kLimitMs, [&] { return ::IsWindowVisible(window) != FALSE; }));
   const RECT before = RectOf(window);
 
-  EXPECT_TRUE(port::SetWindowPos(window, nullptr, 0, 0, 0, 0, port::kSwpHideFlags));
+  EXPECT_TRUE(port::SetWindowPos(window, nullptr, 0, 0, 0, 0, kSwpHideFlags));
   EXPECT_TRUE(PumpUntil(kLimitMs, [&] { return ::IsWindowVisible(window) == FALSE; }));
   EXPECT_TRUE(SameRect(RectOf(window), before));
 
-  EXPECT_TRUE(port::SetWindowPos(window, nullptr, 0, 0, 0, 0, port::kSwpShowFlags));
+  EXPECT_TRUE(port::SetWindowPos(window, nullptr, 0, 0, 0, 0, kSwpShowFlags));
   EXPECT_TRUE(PumpUntil(kLimitMs, [&] { return ::IsWindowVisible(window) != FALSE; }));
   EXPECT_TRUE(SameRect(RectOf(window), before));
 }
@@ -562,7 +591,7 @@ TEST(SetWindowPos, OfADestroyedWindowFails) {
   ProbeWindow probe;
   const HWND handle = probe.get();
   probe.destroy();
-  EXPECT_FALSE(port::SetWindowPos(handle, nullptr, 0, 0, 0, 0, port::kSwpHideFlags));
+  EXPECT_FALSE(port::SetWindowPos(handle, nullptr, 0, 0, 0, 0, kSwpHideFlags));
 }
 
 TEST(PostMessageW, CloseRequestsReachTheWindowProcedure) {
@@ -597,36 +626,35 @@ TEST(MessageLoop, PeekGetTranslateAndDispatchCarryTheWholeMessage) {
   PumpMessages();
   TakeReceived();
   port::Message message;
-  EXPECT_FALSE(port::PeekMessageW(&message, WM_KEYDOWN, WM_KEYDOWN, kPmRemove));
+  EXPECT_FALSE(port::PeekMessageW(&message, nullptr, WM_KEYDOWN, WM_KEYDOWN, port::kPmRemove));
 
   // Scan code 0x1E is the A key.
   ASSERT_TRUE(::PostMessageW(probe.get(), WM_KEYDOWN, 'A', 0x001E0001));
-  ASSERT_TRUE(port::PeekMessageW(&message, WM_KEYDOWN, WM_KEYDOWN, port::kPmNoRemove));
+  ASSERT_TRUE(port::PeekMessageW(&message, nullptr, WM_KEYDOWN, WM_KEYDOWN, port::kPmNoRemove));
   EXPECT_EQ(message.message, static_cast<std::uint32_t>(WM_KEYDOWN));
   // Left in the queue, so GetMessageW finds it behind whatever was posted before.
   int result = 0;
   do {
-    result = port::GetMessageW(&message);
+    result = port::GetMessageW(&message, nullptr, 0, 0);
     ASSERT_GT(result, 0);
-    if (message.message != WM_KEYDOWN) port::DispatchMessageW(&message);
+    if (message.message != WM_KEYDOWN) port::DispatchMessageW(message);
   } while (message.message != WM_KEYDOWN);
-  const MSG* native = reinterpret_cast<const MSG*>(message.native);
-  EXPECT_EQ(native->hwnd, probe.get());
-  EXPECT_EQ(native->wParam, static_cast<WPARAM>('A'));
-  EXPECT_EQ(native->lParam, static_cast<LPARAM>(0x001E0001));
+  EXPECT_EQ(message.window, probe.get());
+  EXPECT_EQ(message.wParam, static_cast<WPARAM>('A'));
+  EXPECT_EQ(message.lParam, static_cast<LPARAM>(0x001E0001));
 
-  port::TranslateMessage(&message);
-  port::DispatchMessageW(&message);
+  port::TranslateMessage(message);
+  port::DispatchMessageW(message);
   const std::vector<Received> seen = TakeReceived();
   ASSERT_EQ(seen.size(), 1u);
   EXPECT_EQ(seen[0].message, static_cast<UINT>(WM_KEYDOWN));
   EXPECT_EQ(seen[0].wParam, static_cast<WPARAM>('A'));
 
   port::Message character;
-  ASSERT_TRUE(port::PeekMessageW(&character, WM_CHAR, WM_CHAR, kPmRemove));
+  ASSERT_TRUE(port::PeekMessageW(&character, nullptr, WM_CHAR, WM_CHAR, port::kPmRemove));
   EXPECT_EQ(character.message, static_cast<std::uint32_t>(WM_CHAR));
-  EXPECT_EQ(reinterpret_cast<const MSG*>(character.native)->wParam, static_cast<WPARAM>(L'a'));
-  EXPECT_FALSE(port::PeekMessageW(&character, WM_CHAR, WM_CHAR, kPmRemove));
+  EXPECT_EQ(character.wParam, static_cast<WPARAM>(L'a'));
+  EXPECT_FALSE(port::PeekMessageW(&character, nullptr, WM_CHAR, WM_CHAR, port::kPmRemove));
 }
 
 TEST(PostThreadMessageW, NeedsTheQueueThatPeekMessageCreates) {
@@ -643,15 +671,14 @@ TEST(PostThreadMessageW, NeedsTheQueueThatPeekMessageCreates) {
     started.set_value(port::GetCurrentThreadId());
     if (goPeekFuture.wait_for(kLimit) != std::future_status::ready) return;
     port::Message message;
-    port::PeekMessageW(&message, port::kWmUser, port::kWmUser, port::kPmNoRemove);
+    port::PeekMessageW(&message, nullptr, port::kWmUser, port::kWmUser, port::kPmNoRemove);
     peeked.set_value();
     // What GetMessageW gave: a message id per call, and last its result for the quit.
     std::vector<std::uint32_t> log;
     int result;
-    while ((result = port::GetMessageW(&message)) > 0) {
+    while ((result = port::GetMessageW(&message, nullptr, 0, 0)) > 0) {
       log.push_back(message.message);
-      log.push_back(
-          static_cast<std::uint32_t>(reinterpret_cast<const MSG*>(message.native)->wParam));
+      log.push_back(static_cast<std::uint32_t>(message.wParam));
     }
     log.push_back(message.message);
     log.push_back(static_cast<std::uint32_t>(result));
@@ -690,7 +717,7 @@ TEST(PostThreadMessageW, NeedsTheQueueThatPeekMessageCreates) {
 
 TEST(SetWinEventHook, RefusesANullCallback) {
   EXPECT_EQ(port::SetWinEventHook(port::kEventObjectCreate, port::kEventObjectCreate, nullptr, 0, 0,
-                                  port::kWineventOutOfContextSkipOwnProcess),
+                                  kWineventOutOfContextSkipOwnProcess),
             nullptr);
 }
 
@@ -724,7 +751,7 @@ TEST(SetWinEventHook, WithoutSkippingOwnProcessThisProgramsWindowsArrive) {
 }
 
 TEST(SetWinEventHook, OtherProcessWindowsArriveOnTheLoopThreadAndOwnDoNot) {
-  HookThread hooks(port::kWineventOutOfContextSkipOwnProcess);
+  HookThread hooks(kWineventOutOfContextSkipOwnProcess);
   ASSERT_TRUE(hooks.running());
   ASSERT_NE(hooks.createHook(), nullptr);
   ASSERT_NE(hooks.showHook(), nullptr);
@@ -798,7 +825,7 @@ TEST(SetWinEventHook, MeasureAProgramThatWasRunningBeforeTheHook) {
   ASSERT_TRUE(early.started());
   const HWND first = early.FindWindowInTime();
   ASSERT_NE(first, nullptr);
-  HookThread hooks(port::kWineventOutOfContextSkipOwnProcess);
+  HookThread hooks(kWineventOutOfContextSkipOwnProcess);
   ASSERT_TRUE(hooks.running());
   ASSERT_TRUE(::PostMessageW(first, kOpenSecondWindow, 0, 0));
   const HWND second = early.FindWindowInTime(L" second");
@@ -831,10 +858,12 @@ TEST(StartDetachedThread, RunsTheWorkOnAnotherThreadAndFreesIt) {
       HANDLE event;
     };
     auto signal = std::make_shared<FreedSignal>(freed);
-    port::StartDetachedThread([signal, ran, &workerThread] {
+    // As the engine starts a worker: the handle is closed at once, the thread runs on.
+    const port::UniqueKernelHandle thread(port::CreateThread([signal, ran, &workerThread] {
       workerThread.store(::GetCurrentThreadId());
       ::SetEvent(ran);
-    });
+    }));
+    ASSERT_TRUE(thread);
   }
   EXPECT_EQ(::WaitForSingleObject(ran, kLimitMs), WAIT_OBJECT_0);
   EXPECT_EQ(::WaitForSingleObject(freed, kLimitMs), WAIT_OBJECT_0);

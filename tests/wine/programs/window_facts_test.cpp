@@ -1,4 +1,4 @@
-// The window port and the facts and gate on top of it, against real top-level windows: this
+// The window seams and the facts and gate on top of them, against real top-level windows: this
 // program's own and those of another process. Prints what composition answers here, since the
 // gate's geometry takes another road where DwmGetWindowAttribute fails.
 #include <windows.h>
@@ -9,11 +9,13 @@
 #include <ctime>
 #include <string>
 
+#include "base/geometry.h"
+#include "base/text.h"
 #include "blocker/window_block_rule.h"
 #include "blocker/window_facts.h"
-#include "blocker/window_system.h"
-#include "base/text.h"
 #include "message_pump.h"
+#include "platform/kernel.h"
+#include "platform/user.h"
 #include "platform/win32/text.h"
 
 using blocker::CollectWindowFacts;
@@ -78,11 +80,11 @@ TEST(DwmGetWindowAttribute, ReportWhatCompositionAnswersHere) {
   ProbeWindow probe(400, 300);
   ASSERT_NE(probe.get(), nullptr);
   std::uint32_t cloaked = 0xDEADBEEF;
-  const std::int32_t cloakedStatus = blocker::platform::DwmGetWindowAttribute(
-      probe.handle(), blocker::platform::kDwmwaCloaked, &cloaked, sizeof(cloaked));
-  blocker::Rect frame;
-  const std::int32_t frameStatus = blocker::platform::DwmGetWindowAttribute(
-      probe.handle(), blocker::platform::kDwmwaExtendedFrameBounds, &frame, sizeof(frame));
+  const std::int32_t cloakedStatus = platform::DwmGetWindowAttribute(
+      probe.handle(), platform::kDwmwaCloaked, &cloaked, sizeof(cloaked));
+  Rect frame;
+  const std::int32_t frameStatus = platform::DwmGetWindowAttribute(
+      probe.handle(), platform::kDwmwaExtendedFrameBounds, &frame, sizeof(frame));
   std::printf("DWMWA_CLOAKED: %s word=0x%08X\n", Hex(cloakedStatus).c_str(), cloaked);
   std::printf("DWMWA_EXTENDED_FRAME_BOUNDS: %s rect=%d,%d,%d,%d\n", Hex(frameStatus).c_str(),
               frame.left, frame.top, frame.right, frame.bottom);
@@ -99,16 +101,16 @@ TEST(DwmGetWindowAttribute, ReportWhatCompositionAnswersHere) {
 
 TEST(WindowSystem, WindowRectOfAPopupIsItsCreatedSize) {
   ProbeWindow probe(400, 300);
-  blocker::Rect rect;
-  ASSERT_TRUE(blocker::platform::GetWindowRect(probe.handle(), &rect));
+  Rect rect;
+  ASSERT_TRUE(platform::GetWindowRect(probe.handle(), &rect));
   EXPECT_EQ(rect.right - rect.left, 400);
   EXPECT_EQ(rect.bottom - rect.top, 300);
-  EXPECT_FALSE(blocker::platform::GetWindowRect(nullptr, &rect));
+  EXPECT_FALSE(platform::GetWindowRect(nullptr, &rect));
 }
 
 TEST(WindowSystem, WindowsDirectoryIsReported) {
   char16_t buffer[260] = {};
-  const std::uint32_t length = blocker::platform::GetWindowsDirectoryW(buffer, 260);
+  const std::uint32_t length = platform::GetWindowsDirectoryW(buffer, 260);
   ASSERT_GT(length, 0u);
   wchar_t expected[MAX_PATH] = {};
   ::GetSystemWindowsDirectoryW(expected, MAX_PATH);
@@ -210,10 +212,9 @@ TEST(CollectWindowFacts, ReadsThisProgramsWindowBeforeItsOwnIdIsKnown) {
 
   RECT rect = {};
   ::GetWindowRect(probe.get(), &rect);
-  blocker::Rect frame;
-  if (blocker::platform::DwmGetWindowAttribute(probe.handle(),
-                                               blocker::platform::kDwmwaExtendedFrameBounds, &frame,
-                                               sizeof(frame)) >= 0 &&
+  Rect frame;
+  if (platform::DwmGetWindowAttribute(probe.handle(), platform::kDwmwaExtendedFrameBounds, &frame,
+                                      sizeof(frame)) >= 0 &&
       frame.right > frame.left && frame.bottom > frame.top) {
     EXPECT_EQ(facts.width, frame.right - frame.left);
     EXPECT_EQ(facts.height, frame.bottom - frame.top);
