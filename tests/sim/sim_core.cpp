@@ -10,6 +10,7 @@ struct Core {
   std::mutex lock;
   std::vector<std::string> journal;
   std::vector<std::function<void()>> resets;
+  std::function<void(const std::string&)> hook;
 };
 
 Core& C() {
@@ -24,6 +25,7 @@ void ResetSimulation() {
   {
     const std::lock_guard guard(C().lock);
     C().journal.clear();
+    C().hook = nullptr;
     resets = C().resets;
   }
   for (const auto& reset : resets) reset();
@@ -35,8 +37,18 @@ std::vector<std::string> Journal() {
 }
 
 void Record(std::string entry) {
+  std::function<void(const std::string&)> hook;
+  {
+    const std::lock_guard guard(C().lock);
+    C().journal.push_back(entry);
+    hook = C().hook;
+  }
+  if (hook) hook(entry);
+}
+
+void SetCallHook(std::function<void(const std::string& entry)> hook) {
   const std::lock_guard guard(C().lock);
-  C().journal.push_back(std::move(entry));
+  C().hook = std::move(hook);
 }
 
 bool OnReset(std::function<void()> reset) {

@@ -13,7 +13,10 @@ void ResetSimulation();
 
 // Every recorded call, in the order it happened, from whichever thread.
 std::vector<std::string> Journal();
+// Records the entry, then runs the call hook (if any) with it on the calling thread, outside every
+// lock of the simulation: a test changes the world at a chosen step.
 void Record(std::string entry);
+void SetCallHook(std::function<void(const std::string& entry)> hook);
 
 // Registers a part's reset; ResetSimulation runs them in the order they were registered. Meant
 // for a namespace-scope initialiser: `const bool registered = sim::OnReset(&ResetThisPart);`.
