@@ -70,8 +70,9 @@ void SetSystemTimeMs(std::int64_t unixMs);
 void SetTickCount(std::uint32_t tick);
 // Moves the system time and the tick count on together.
 void AdvanceSystemTimeMs(std::int64_t milliseconds);
-// platform::Sleep returns at once and moves the clock on; the hook runs after each sleep so
-// that a test can change the world as time passes.
+// platform::Sleep returns at once and moves both clocks on by the time asked for, as a real
+// sleep would; the hook runs after each sleep so that a test can change the world as time
+// passes.
 unsigned long long SleptMilliseconds();
 std::vector<unsigned> Sleeps();
 void SetSleepHook(std::function<void(unsigned milliseconds)> hook);
@@ -96,9 +97,16 @@ void HoldOpenByOtherProcess(const std::u16string& path, bool sharesWrite);
 std::vector<std::u16string> CreatedDirectories();
 
 // ---- Mutexes ----
-// The next CreateMutexW of this name fails with `error`; kErrorAlreadyExists instead opens the
-// mutex as another instance's, leaving that error.
-void SetMutexBehaviour(const std::u16string& name, std::optional<unsigned long> error);
+// How CreateMutexW answers for names in Global\ and in every other namespace; alreadyExists
+// makes every name answer as held by another process.
+struct MutexBehaviour {
+  bool globalFails = false;
+  unsigned long globalError = platform::kErrorAccessDenied;
+  bool localFails = false;
+  unsigned long localError = platform::kErrorAccessDenied;
+  bool alreadyExists = false;
+};
+void SetMutexBehaviour(const MutexBehaviour& behaviour);
 int OpenMutexCount();  // created and not yet closed
 
 // ---- The running instance's pipe, from this process's side (a client) ----
@@ -153,7 +161,14 @@ void RemoveLibrary(const std::string& library);
 int LibraryReferences(const std::string& library);
 platform::ModuleHandle ModuleHandle();  // the executable's
 
+// ---- Memory and firmware ----
+// nullopt makes GlobalMemoryStatusEx fail.
+void SetTotalPhysicalMemory(std::optional<std::uint64_t> bytes);
+// The table GetSystemFirmwareTable answers for this provider; none makes it fail.
+void SetFirmwareTable(std::uint32_t provider, std::optional<std::vector<std::uint8_t>> table);
+
 // ---- Command line, console, debugger ----
+// What GetCommandLineW answers; CommandLineToArgvW of the shell splits it as Windows does.
 void SetCommandLine(std::u16string commandLine);
 void SetAttachConsoleSucceeds(bool succeeds);
 void SetAllocConsoleSucceeds(bool succeeds);

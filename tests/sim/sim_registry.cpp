@@ -730,14 +730,6 @@ long RegDeleteTreeW(RegistryKey key, std::u16string_view subKey) {
   return kErrorSuccess;
 }
 
-// The kernel's part of the simulation owns the last error. Until it is linked in, the registry's
-// owners still need one to keep across a close; weak, so that the kernel's definitions win.
-namespace {
-thread_local unsigned long lastError = kErrorSuccess;
-}
-[[gnu::weak]] unsigned long GetLastError() { return lastError; }
-[[gnu::weak]] void SetLastError(unsigned long error) { lastError = error; }
-
 long RegCloseKey(RegistryKey key) {
   auto& s = sim::S();
   const std::lock_guard guard(s.lock);

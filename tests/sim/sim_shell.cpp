@@ -1,0 +1,119 @@
+#include "sim_shell.h"
+
+#include <mutex>
+#include <vector>
+
+#include "platform/kernel.h"
+#include "platform/shell.h"
+#include "sim_core.h"
+
+namespace sim {
+namespace {
+
+struct Shell {
+  std::mutex lock;
+  std::optional<std::u16string> commonAppData;
+  bool splitFails = false;
+};
+
+Shell& S() {
+  static Shell shell;
+  return shell;
+}
+
+void Reset() {
+  const std::lock_guard guard(S().lock);
+  S().commonAppData = u"C:\\ProgramData";
+  S().splitFails = false;
+}
+
+const bool registered = [] {
+  Reset();
+  return OnReset(&Reset);
+}();
+
+bool IsBlank(char16_t unit) { return unit == u' ' || unit == u'\t'; }
+
+}  // namespace
+
+void SetCommonAppDataFolder(std::optional<std::u16string> folder) {
+  const std::lock_guard guard(S().lock);
+  S().commonAppData = std::move(folder);
+}
+
+void SetCommandLineSplitFails(bool fails) {
+  const std::lock_guard guard(S().lock);
+  S().splitFails = fails;
+}
+
+}  // namespace sim
+
+namespace platform {
+
+std::optional<std::u16string> SHGetFolderPathW(int csidl) {
+  const std::lock_guard guard(sim::S().lock);
+  if (csidl != kCsidlCommonAppData) return std::nullopt;
+  return sim::S().commonAppData;
+}
+
+std::optional<std::vector<std::u16string>> CommandLineToArgvW(std::u16string_view line) {
+  {
+    const std::lock_guard guard(sim::S().lock);
+    if (sim::S().splitFails) {
+      SetLastError(kErrorNotEnoughMemory);
+      return std::nullopt;
+    }
+  }
+  std::vector<std::u16string> arguments;
+  std::size_t i = 0;
+  // The program's name knows no escapes: up to the closing quote, or to the first blank.
+  std::u16string program;
+  if (i < line.size() && line[i] == u'"') {
+    ++i;
+    while (i < line.size() && line[i] != u'"') program += line[i++];
+    if (i < line.size()) ++i;
+  } else {
+    while (i < line.size() && !sim::IsBlank(line[i])) program += line[i++];
+  }
+  arguments.push_back(std::move(program));
+
+  for (;;) {
+    while (i < line.size() && sim::IsBlank(line[i])) ++i;
+    if (i >= line.size()) break;
+    std::u16string argument;
+    bool quoted = false;
+    while (i < line.size() && (quoted || !sim::IsBlank(line[i]))) {
+      if (line[i] == u'\\') {
+        std::size_t slashes = 0;
+        while (i < line.size() && line[i] == u'\\') {
+          ++slashes;
+          ++i;
+        }
+        if (i < line.size() && line[i] == u'"') {
+          // 2n backslashes before a quote are n and the quote counts; 2n + 1 make it literal.
+          argument.append(slashes / 2, u'\\');
+          if (slashes % 2 == 1) {
+            argument += u'"';
+            ++i;
+          }
+        } else {
+          argument.append(slashes, u'\\');
+        }
+      } else if (line[i] == u'"') {
+        ++i;
+        if (quoted && i < line.size() && line[i] == u'"') {
+          argument += u'"';  // "" inside quotes is one quote
+          ++i;
+        } else {
+          quoted = !quoted;
+        }
+      } else {
+        argument += line[i++];
+      }
+    }
+    arguments.push_back(std::move(argument));
+  }
+  return arguments;
+}
+
+}  // namespace platform
