@@ -4,7 +4,9 @@
 
 #include <thread>
 
-#include "sim_platform.h"
+#include "sim_core.h"
+#include "sim_kernel.h"
+#include "sim_shell.h"
 
 namespace {
 

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include "sim_launch.h"
+#include "sim_core.h"
+#include "sim_kernel.h"
+#include "sim_shell.h"
 
 namespace {
 
@@ -60,18 +62,18 @@ TEST(ArgumentsAsUtf8, InvalidArgumentStaysAsEmptyString) {
 
 class CommandLineTest : public ::testing::Test {
  protected:
-  void SetUp() override { sim::ResetLaunch(); }
+  void SetUp() override { sim::ResetSimulation(); }
 };
 
 TEST_F(CommandLineTest, ParsingFailureGivesFalseEmptyAndNoArguments) {
-  sim::SetCommandLine(std::nullopt);
+  sim::SetCommandLineSplitFails(true);
   EXPECT_FALSE(HasCommandLineFlag(u"--tray-only"));
   EXPECT_EQ(GetCommandLineOption(u"--verify-uninstall-password"), u"");
   EXPECT_TRUE(GetCommandLineArguments().empty());
 }
 
 TEST_F(CommandLineTest, ReadsTheProcessCommandLine) {
-  sim::SetCommandLine(Args{u"app.exe", u"--Tray-Only", u"--verify-uninstall-password", u"pw"});
+  sim::SetCommandLine(u"app.exe --Tray-Only  --verify-uninstall-password \"pw\"");
   EXPECT_TRUE(HasCommandLineFlag(u"--tray-only"));
   EXPECT_EQ(GetCommandLineOption(u"--verify-uninstall-password"), u"pw");
   EXPECT_EQ(GetCommandLineArguments(),

@@ -12,8 +12,9 @@
 #include "app/command_line.h"
 #include "lock/password_store.h"
 #include "base/text.h"
-#include "sim_launch.h"
-#include "sim_platform.h"
+#include "sim_core.h"
+#include "sim_kernel.h"
+#include "sim_shell.h"
 
 #define KT_CHECK(condition)                                                           \
   do {                                                                                \

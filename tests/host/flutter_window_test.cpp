@@ -16,9 +16,7 @@
 #include "launch/launch_stages.h"
 #include "sim_desktop.h"
 #include "sim_embedder.h"
-#include "sim_launch.h"
 #include "sim_platform.h"
-#include "sim_system.h"
 #include "sim_window.h"
 
 namespace {

@@ -11,9 +11,7 @@
 #include "channels/method_channel.h"
 #include "channels/standard_codec.h"
 #include "fake_messenger.h"
-#include "sim_launch.h"
 #include "sim_platform.h"
-#include "sim_system.h"
 
 namespace {
 

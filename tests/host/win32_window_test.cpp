@@ -6,7 +6,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "sim_launch.h"
 #include "sim_platform.h"
 #include "sim_window.h"
 

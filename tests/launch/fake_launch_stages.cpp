@@ -3,8 +3,9 @@
 #include <string>
 
 #include "launch/launch_stages.h"
-#include "sim_launch.h"
-#include "sim_platform.h"
+#include "sim_core.h"
+#include "sim_kernel.h"
+#include "sim_shell.h"
 
 namespace fake {
 

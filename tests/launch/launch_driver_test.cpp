@@ -5,8 +5,9 @@
 
 #include "fake_launch_stages.h"
 #include "app/app_log.h"
-#include "sim_launch.h"
-#include "sim_platform.h"
+#include "sim_core.h"
+#include "sim_kernel.h"
+#include "sim_shell.h"
 
 namespace {
 

@@ -6,7 +6,6 @@
 
 #include "lock/lock_screen.h"
 #include "lock/password_store.h"
-#include "sim_launch.h"
 #include "sim_platform.h"
 
 namespace {

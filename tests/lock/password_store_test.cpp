@@ -6,8 +6,9 @@
 
 #include <gtest/gtest.h>
 
-#include "sim_launch.h"
-#include "sim_platform.h"
+#include "sim_core.h"
+#include "sim_kernel.h"
+#include "sim_shell.h"
 
 namespace {
 

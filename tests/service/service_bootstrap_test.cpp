@@ -8,9 +8,10 @@
 #include <gtest/gtest.h>
 
 #include "app/app_log.h"
-#include "sim_launch.h"
-#include "sim_platform.h"
-#include "sim_service.h"
+#include "sim_core.h"
+#include "sim_kernel.h"
+#include "sim_shell.h"
+#include "sim_services.h"
 
 namespace {
 
@@ -46,8 +47,6 @@ class ServiceBootstrapTest : public ::testing::Test {
  protected:
   void SetUp() override {
     sim::ResetSimulation();
-    sim::ResetLaunch();
-    sim::ResetServices();
     EnsureLogDirectory();
   }
 
@@ -91,7 +90,7 @@ class ServiceBootstrapTest : public ::testing::Test {
 // ---- IsServiceRunning ----
 
 TEST_F(ServiceBootstrapTest, IsServiceRunningTrueForRunningServiceAndTellsNothing) {
-  sim::SetServiceState(sim::kServiceRunning);
+  sim::SetServiceState(platform::kServiceRunning);
   EXPECT_TRUE(IsServiceRunning());
   EXPECT_EQ(Calls(), kLookRunning);
   EXPECT_TRUE(sim::DebugOutput().empty());
@@ -100,11 +99,10 @@ TEST_F(ServiceBootstrapTest, IsServiceRunningTrueForRunningServiceAndTellsNothin
 
 TEST_F(ServiceBootstrapTest, IsServiceRunningFalseForEveryOtherStateWithoutATrace) {
   for (const unsigned long state :
-       {sim::kServiceStopped, sim::kServiceStartPending, sim::kServiceStopPending,
-        sim::kServiceContinuePending, sim::kServicePausePending, sim::kServicePaused}) {
+       {platform::kServiceStopped, platform::kServiceStartPending, platform::kServiceStopPending,
+        platform::kServiceContinuePending, platform::kServicePausePending, platform::kServicePaused}) {
     SCOPED_TRACE(state);
     sim::ResetSimulation();
-    sim::ResetServices();
     EnsureLogDirectory();
     sim::SetServiceState(state);
     EXPECT_FALSE(IsServiceRunning());
@@ -146,7 +144,7 @@ TEST_F(ServiceBootstrapTest, IsServiceRunningDeniedQueryAccessTakesTheOtherFailu
 }
 
 TEST_F(ServiceBootstrapTest, IsServiceRunningQueryFailureLogsTheCodeButDebuggerDoesNot) {
-  sim::SetServiceState(sim::kServiceRunning);
+  sim::SetServiceState(platform::kServiceRunning);
   sim::ScriptQueries({{std::nullopt, kErrorShutdownInProgress}});
   EXPECT_FALSE(IsServiceRunning());
   EXPECT_EQ(sim::DebugOutput(), Lines{"[KelvoTarnel] Failed to query service status\n"});
@@ -157,7 +155,7 @@ TEST_F(ServiceBootstrapTest, IsServiceRunningQueryFailureLogsTheCodeButDebuggerD
 // ---- EnsureServiceRunning: the listed edge cases ----
 
 TEST_F(ServiceBootstrapTest, ServiceAlreadyRunningMakesOneQueryNoStartAttemptAndNoLogLine) {
-  sim::SetServiceState(sim::kServiceRunning);
+  sim::SetServiceState(platform::kServiceRunning);
   EXPECT_TRUE(EnsureServiceRunning());
   EXPECT_EQ(sim::QueryCount(), 1);
   EXPECT_EQ(sim::StartCount(), 0);
@@ -191,7 +189,7 @@ TEST_F(ServiceBootstrapTest, OrdinaryUserDeniedStartAccessTakesTheOtherOpenFailu
 }
 
 TEST_F(ServiceBootstrapTest, ServiceGoingFromStartPendingToStoppedReturnsFalseAtTheNextPoll) {
-  ChangeStateAfterSleep(3, sim::kServiceStopped);
+  ChangeStateAfterSleep(3, platform::kServiceStopped);
   EXPECT_FALSE(EnsureServiceRunning());
   EXPECT_EQ(sim::Sleeps(), (std::vector<unsigned>{500, 500, 500}));
   EXPECT_EQ(sim::QueryCount(), 1 + 4) << "the look before the start, then four polls";
@@ -202,7 +200,7 @@ TEST_F(ServiceBootstrapTest, ServiceGoingFromStartPendingToStoppedReturnsFalseAt
 
 TEST_F(ServiceBootstrapTest, ServiceStayingInStartPendingGivesUpAfterTwentyPolls) {
   EXPECT_FALSE(EnsureServiceRunning());
-  EXPECT_EQ(sim::ServiceState(), sim::kServiceStartPending);
+  EXPECT_EQ(sim::ServiceState(), platform::kServiceStartPending);
   EXPECT_EQ(sim::Sleeps(), std::vector<unsigned>(20, 500));
   EXPECT_EQ(sim::SleptMilliseconds(), 10000u);
   EXPECT_EQ(sim::QueryCount(), 1 + 20);
@@ -218,7 +216,7 @@ TEST_F(ServiceBootstrapTest, ServiceStayingInStartPendingGivesUpAfterTwentyPolls
 // ---- EnsureServiceRunning: the other branches ----
 
 TEST_F(ServiceBootstrapTest, StartedServiceRunningAtTheFirstPollNeedsNoSleep) {
-  sim::ScriptQueries({{sim::kServiceStopped}, {sim::kServiceRunning}});
+  sim::ScriptQueries({{platform::kServiceStopped}, {platform::kServiceRunning}});
   EXPECT_TRUE(EnsureServiceRunning());
   EXPECT_TRUE(sim::Sleeps().empty());
   EXPECT_EQ(sim::DebugOutput(), (Lines{kDebugAttemptingStart, kDebugStartSent, kDebugStarted}));
@@ -231,7 +229,7 @@ TEST_F(ServiceBootstrapTest, StartedServiceRunningAtTheFirstPollNeedsNoSleep) {
 }
 
 TEST_F(ServiceBootstrapTest, ServiceComingUpDuringTheWaitIsSeenAtTheNextPoll) {
-  ChangeStateAfterSleep(2, sim::kServiceRunning);
+  ChangeStateAfterSleep(2, platform::kServiceRunning);
   EXPECT_TRUE(EnsureServiceRunning());
   EXPECT_EQ(sim::Sleeps(), (std::vector<unsigned>{500, 500}));
   EXPECT_EQ(sim::QueryCount(), 1 + 3);
@@ -240,7 +238,7 @@ TEST_F(ServiceBootstrapTest, ServiceComingUpDuringTheWaitIsSeenAtTheNextPoll) {
 }
 
 TEST_F(ServiceBootstrapTest, ServiceComingUpAtTheTwentiethPollStillCounts) {
-  ChangeStateAfterSleep(19, sim::kServiceRunning);
+  ChangeStateAfterSleep(19, platform::kServiceRunning);
   EXPECT_TRUE(EnsureServiceRunning());
   EXPECT_EQ(sim::SleptMilliseconds(), 9500u);
   EXPECT_EQ(sim::QueryCount(), 1 + 20);
@@ -248,15 +246,15 @@ TEST_F(ServiceBootstrapTest, ServiceComingUpAtTheTwentiethPollStillCounts) {
 }
 
 TEST_F(ServiceBootstrapTest, ServiceComingUpOnlyAfterTheLastSleepIsNotLookedAtAgain) {
-  ChangeStateAfterSleep(20, sim::kServiceRunning);
+  ChangeStateAfterSleep(20, platform::kServiceRunning);
   EXPECT_FALSE(EnsureServiceRunning());
-  EXPECT_EQ(sim::ServiceState(), sim::kServiceRunning);
+  EXPECT_EQ(sim::ServiceState(), platform::kServiceRunning);
   EXPECT_EQ(sim::QueryCount(), 1 + 20);
   EXPECT_EQ(sim::DebugOutput().back(), kDebugTimeout);
 }
 
 TEST_F(ServiceBootstrapTest, ServiceStoppedAtTheFirstPollFailsWithoutWaiting) {
-  sim::ScriptQueries({{sim::kServiceStopped}, {sim::kServiceStopped}});
+  sim::ScriptQueries({{platform::kServiceStopped}, {platform::kServiceStopped}});
   EXPECT_FALSE(EnsureServiceRunning());
   EXPECT_TRUE(sim::Sleeps().empty());
   EXPECT_EQ(sim::DebugOutput(),
@@ -265,8 +263,8 @@ TEST_F(ServiceBootstrapTest, ServiceStoppedAtTheFirstPollFailsWithoutWaiting) {
 }
 
 TEST_F(ServiceBootstrapTest, QueryFailureDuringTheWaitReturnsFalseAndTellsNothingMore) {
-  sim::ScriptQueries({{sim::kServiceStopped},
-                      {sim::kServiceStartPending},
+  sim::ScriptQueries({{platform::kServiceStopped},
+                      {platform::kServiceStartPending},
                       {std::nullopt, kErrorShutdownInProgress}});
   EXPECT_FALSE(EnsureServiceRunning());
   EXPECT_EQ(sim::Sleeps(), std::vector<unsigned>{500});
@@ -277,8 +275,8 @@ TEST_F(ServiceBootstrapTest, QueryFailureDuringTheWaitReturnsFalseAndTellsNothin
 
 TEST_F(ServiceBootstrapTest, StartRefusedAsAlreadyRunningCountsAsRunning) {
   // Someone else starts the service between the look and the start.
-  sim::SetServiceState(sim::kServiceRunning);
-  sim::ScriptQueries({{sim::kServiceStopped}});
+  sim::SetServiceState(platform::kServiceRunning);
+  sim::ScriptQueries({{platform::kServiceStopped}});
   EXPECT_TRUE(EnsureServiceRunning());
   EXPECT_EQ(sim::DebugOutput(), (Lines{kDebugAttemptingStart, kDebugAlreadyRunning}));
   EXPECT_EQ(Log(), LogOf({"Service is already running"}));
@@ -356,7 +354,7 @@ TEST_F(ServiceBootstrapTest, OtherOpenFailureForTheStartCarriesTheCodeInBothLine
 
 TEST_F(ServiceBootstrapTest, FailedFirstLookStillLeadsToAStart) {
   sim::ScriptQueries({{std::nullopt, kErrorShutdownInProgress}});
-  ChangeStateAfterSleep(1, sim::kServiceRunning);
+  ChangeStateAfterSleep(1, platform::kServiceRunning);
   EXPECT_TRUE(EnsureServiceRunning());
   EXPECT_EQ(sim::StartCount(), 1);
   EXPECT_EQ(Log(), LogOf({"Failed to query service status. Error: 1115"}));
@@ -365,7 +363,7 @@ TEST_F(ServiceBootstrapTest, FailedFirstLookStillLeadsToAStart) {
 }
 
 TEST_F(ServiceBootstrapTest, StartOpensWithConnectThenStartAndQueryAccess) {
-  ChangeStateAfterSleep(1, sim::kServiceRunning);
+  ChangeStateAfterSleep(1, platform::kServiceRunning);
   EXPECT_TRUE(EnsureServiceRunning());
   const Lines calls = Calls();
   EXPECT_EQ(CountOf(calls, "OpenSCManagerW 1"), 2);

@@ -14,7 +14,6 @@
 #include "launch/launch_driver.h"
 #include "base/text.h"
 #include "sim_instance.h"
-#include "sim_launch.h"
 #include "sim_platform.h"
 
 // The driver's process-wide state. This test links the module without the driver, whose own
