@@ -97,7 +97,7 @@ TEST_F(AppLogTest, MissingDirectoryMeansNoLineIsWritten) {
 TEST_F(AppLogTest, AnotherProcessAppendingAtTheSameMomentDoesNotBlockTheLine) {
   EnsureLogDirectory();
   sim::SetFile(kLogPath, "");
-  sim::HoldOpenByOtherProcess(kLogPath, /*sharesWrite=*/true);
+  sim::HoldOpenByOtherProcess(kLogPath, /*shares=*/true);
   WriteAppLog(u"both succeed");
   EXPECT_EQ(Log(), "[2026-3-7 9:5:2] both succeed\r\n");
 }

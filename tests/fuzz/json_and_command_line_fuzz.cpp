@@ -123,8 +123,7 @@ void CheckUtf8Arguments(const std::vector<std::u16string>& argv) {
 // mode against no files at all: only the built-in digest can decide, and nothing matches it.
 void CheckProcessCommandLine(const std::vector<std::u16string>& argv) {
   sim::ResetSimulation();
-  sim::ResetLaunch();
-  sim::SetCommandLine(argv);
+  sim::SetCommandLineArguments(argv);
   const std::u16string password = GetCommandLineOption(u"--verify-uninstall-password");
   KT_CHECK(password == FindOptionInArguments(argv, u"--verify-uninstall-password"));
   KT_CHECK(HasCommandLineFlag(u"--tray-only") == HasFlagInArguments(argv, u"--tray-only"));
@@ -136,9 +135,8 @@ void CheckProcessCommandLine(const std::vector<std::u16string>& argv) {
 // the stored digest equals the password's, up to letter case and a terminating NUL.
 void CheckStoredFile(std::string_view bytes, const std::u16string& password) {
   sim::ResetSimulation();
-  sim::ResetLaunch();
   sim::SetFile(u"C:\\ProgramData\\KelvoTarnel\\uninstall_auth.json", std::string(bytes));
-  sim::SetCommandLine(
+  sim::SetCommandLineArguments(
       std::vector<std::u16string>{u"KelvoTarnel.exe", u"--verify-uninstall-password", password});
   const std::u16string stored = ReadUninstallPasswordHash();
   KT_CHECK(!stored.empty());

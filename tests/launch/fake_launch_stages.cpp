@@ -2,7 +2,11 @@
 
 #include <string>
 
-#include "launch/launch_stages.h"
+#include "host/main_window.h"
+#include "lock/lock_window.h"
+#include "lock/password_store.h"
+#include "service/service_bootstrap.h"
+#include "single_instance/single_instance.h"
 #include "sim_core.h"
 #include "sim_kernel.h"
 #include "sim_shell.h"
@@ -33,8 +37,9 @@ class FakeWindow : public MainWindow {
                     unsigned height) override {
     return Create("CreateHidden", title, x, y, width, height);
   }
-  platform::NativeHandle GetHandle() const override {
-    return reinterpret_cast<platform::NativeHandle>(0x4242);
+  platform::WindowHandle GetHandle() const override {
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): a made-up handle, never dereferenced
+    return reinterpret_cast<platform::WindowHandle>(std::uintptr_t{0x4242});
   }
   void SetQuitOnClose(bool quitOnClose) override {
     sim::Record(std::string("SetQuitOnClose ") + (quitOnClose ? "true" : "false"));
@@ -57,12 +62,12 @@ int VerifyUninstallPassword() {
   return fake::stages().verifyResult;
 }
 
-int RunNativeLockScreen(platform::NativeHandle) {
+int RunNativeLockScreen(platform::ModuleHandle /*instance*/) {
   sim::Record("RunNativeLockScreen");
   return fake::stages().lockResult;
 }
 
-std::optional<int> ActivateRunningInstance(InstanceMutex& mutex) {
+std::optional<int> ActivateRunningInstance(platform::UniqueKernelHandle& mutex) {
   sim::Record("ActivateRunningInstance");
   mutex.reset();
   return fake::stages().activationResult;
@@ -80,5 +85,10 @@ std::unique_ptr<MainWindow> CreateFlutterWindow(const DartProject& project) {
   sim::Record(record);
   return std::make_unique<FakeWindow>();
 }
+
+// The single-instance module's own definitions stay out of the link: the driver reaches these
+// instead.
+platform::WindowHandle mainWindowHandle = nullptr;
+std::atomic<bool> activationPipeStopFlag{false};
 
 void StartActivationPipeServer() { sim::Record("StartActivationPipeServer"); }

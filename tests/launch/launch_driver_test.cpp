@@ -5,7 +5,9 @@
 
 #include "fake_launch_stages.h"
 #include "app/app_log.h"
+#include "sim_com.h"
 #include "sim_core.h"
+#include "single_instance/single_instance.h"
 #include "sim_kernel.h"
 #include "sim_shell.h"
 
@@ -26,7 +28,6 @@ class LaunchDriverTest : public ::testing::Test {
  protected:
   void SetUp() override {
     sim::ResetSimulation();
-    sim::ResetLaunch();
     fake::ResetStages();
     mainWindowHandle = nullptr;
     activationPipeStopFlag = false;
@@ -34,7 +35,7 @@ class LaunchDriverTest : public ::testing::Test {
 
   static int Run(Args argv, int showCommand = 1) {
     argv.insert(argv.begin(), u"KelvoTarnel.exe");
-    sim::SetCommandLine(argv);
+    sim::SetCommandLineArguments(argv);
     return RunLaunchDriver(nullptr, showCommand);
   }
 
@@ -164,7 +165,7 @@ TEST_F(LaunchDriverTest, EveryArgumentReachesDartTrayOnlyIncluded) {
 
 TEST_F(LaunchDriverTest, WindowHandleIsStoredBeforeThePipeServerStarts) {
   Run({});
-  EXPECT_EQ(mainWindowHandle, reinterpret_cast<platform::NativeHandle>(0x4242));
+  EXPECT_EQ(mainWindowHandle, reinterpret_cast<platform::WindowHandle>(std::uintptr_t{0x4242}));
 }
 
 TEST_F(LaunchDriverTest, ShowCommandZeroWithoutTrayOnlyStartsHidden) {

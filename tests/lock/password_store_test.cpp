@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "sim_core.h"
+#include "sim_crypto.h"
 #include "sim_kernel.h"
 #include "sim_shell.h"
 
@@ -51,12 +52,11 @@ class PasswordStoreTest : public ::testing::Test {
  protected:
   void SetUp() override {
     sim::ResetSimulation();
-    sim::ResetLaunch();
   }
 
   static void SetArguments(std::vector<std::u16string> arguments) {
     arguments.insert(arguments.begin(), u"KelvoTarnel.exe");
-    sim::SetCommandLine(std::move(arguments));
+    sim::SetCommandLineArguments(arguments);
   }
 
   static void SetAuthFile(const std::string& passwordHash) {
@@ -579,7 +579,7 @@ TEST_F(VerifyUninstallPasswordTest, NoOptionExitsTwo) {
 
 TEST_F(VerifyUninstallPasswordTest, UnparsableCommandLineExitsTwo) {
   SetAuthFile(kSecretDigest);
-  sim::SetCommandLine(std::nullopt);
+  sim::SetCommandLineSplitFails(true);
   EXPECT_EQ(VerifyUninstallPassword(), 2);
 }
 

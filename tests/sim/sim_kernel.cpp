@@ -41,7 +41,7 @@ struct FileEntry {
   std::string bytes;
   bool readOnly = false;
   bool heldOpen = false;
-  bool heldSharesWrite = true;
+  bool heldShares = true;
 };
 
 struct FileOpen {
@@ -486,11 +486,11 @@ void SetReadOnly(const std::u16string& path, bool readOnly) {
   K().files[FoldCase(path)].readOnly = readOnly;
 }
 
-void HoldOpenByOtherProcess(const std::u16string& path, bool sharesWrite) {
+void HoldOpenByOtherProcess(const std::u16string& path, bool shares) {
   const std::lock_guard guard(K().lock);
   FileEntry& entry = K().files[FoldCase(path)];
   entry.heldOpen = true;
-  entry.heldSharesWrite = sharesWrite;
+  entry.heldShares = shares;
 }
 
 std::vector<std::u16string> CreatedDirectories() {
@@ -993,9 +993,11 @@ bool Reads(std::uint32_t access) { return (access & kGenericRead) != 0; }
 bool SharingAllowsLocked(const std::u16string& folded, const sim::FileEntry* entry,
                          std::uint32_t access, std::uint32_t share) {
   if (entry && entry->heldOpen) {
-    // The other process writes and shares reading, and writing when it says so.
-    if (Writes(access) && !entry->heldSharesWrite) return false;
-    if ((share & kFileShareWrite) == 0) return false;
+    // The other process reads and writes, sharing both or nothing.
+    if (!entry->heldShares) return false;
+    if ((share & (kFileShareRead | kFileShareWrite)) != (kFileShareRead | kFileShareWrite)) {
+      return false;
+    }
   }
   for (const auto& [value, handle] : K().handles) {
     const auto* open = std::get_if<sim::FileOpen>(&handle);

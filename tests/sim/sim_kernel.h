@@ -91,9 +91,9 @@ std::optional<std::string> GetFile(const std::u16string& path);
 void RemoveFile(const std::u16string& path);
 // A read-only file can be read but not opened for writing.
 void SetReadOnly(const std::u16string& path, bool readOnly);
-// Another process holds the file open with the given share mode; an open that the share mode
-// forbids fails, as it does on Windows.
-void HoldOpenByOtherProcess(const std::u16string& path, bool sharesWrite);
+// Another process holds the file open for reading and writing, sharing both or nothing; an open
+// that the share modes forbid fails with a sharing violation, as it does on Windows.
+void HoldOpenByOtherProcess(const std::u16string& path, bool shares);
 std::vector<std::u16string> CreatedDirectories();
 
 // ---- Mutexes ----

@@ -6,6 +6,7 @@
 #include "platform/kernel.h"
 #include "platform/shell.h"
 #include "sim_core.h"
+#include "sim_kernel.h"
 
 namespace sim {
 namespace {
@@ -39,6 +40,38 @@ bool IsBlank(char16_t unit) { return unit == u' ' || unit == u'\t'; }
 void SetCommonAppDataFolder(std::optional<std::u16string> folder) {
   const std::lock_guard guard(S().lock);
   S().commonAppData = std::move(folder);
+}
+
+void SetCommandLineArguments(const std::vector<std::u16string>& arguments) {
+  std::u16string line;
+  for (std::size_t index = 0; index < arguments.size(); ++index) {
+    const std::u16string& argument = arguments[index];
+    if (index > 0) line += u' ';
+    const bool plain = !argument.empty() && argument.find_first_of(u" \t\"") == std::u16string::npos;
+    if (plain) {
+      line += argument;
+      continue;
+    }
+    line += u'"';
+    if (index == 0) {
+      line += argument;  // the program's name knows no escapes
+    } else {
+      std::size_t slashes = 0;
+      for (const char16_t unit : argument) {
+        if (unit == u'\\') {
+          ++slashes;
+          continue;
+        }
+        // Backslashes before a quote double, and the quote gets one of its own.
+        line.append(unit == u'"' ? slashes * 2 + 1 : slashes, u'\\');
+        slashes = 0;
+        line += unit;
+      }
+      line.append(slashes * 2, u'\\');  // before the closing quote
+    }
+    line += u'"';
+  }
+  SetCommandLine(std::move(line));
 }
 
 void SetCommandLineSplitFails(bool fails) {

@@ -4,11 +4,15 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace sim {
 
 // What SHGetFolderPathW answers for the machine's application data; nullopt makes it fail.
 void SetCommonAppDataFolder(std::optional<std::u16string> folder);
+// Sets the process's command line to one that splits into exactly these arguments, each quoted
+// and escaped as Windows' rules want it.
+void SetCommandLineArguments(const std::vector<std::u16string>& arguments);
 // CommandLineToArgvW fails, as it does when it cannot allocate.
 void SetCommandLineSplitFails(bool fails);
 
