@@ -56,7 +56,7 @@ Win32Window* WindowOf(platform::WindowHandle window) {
 }
 
 // Older systems lack the export; the caption and borders then simply stay at the first DPI.
-// The library stays loaded when the export is missing, as it always has.
+// The library stays loaded when the export is missing: user32 is never unloaded anyway.
 void EnableNonClientDpiScaling(platform::WindowHandle window) {
   const platform::ModuleHandle user32 = platform::LoadLibraryA("User32.dll");
   if (!user32) return;

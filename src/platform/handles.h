@@ -7,6 +7,8 @@
 
 #include <cstdint>
 
+// The names are <windows.h>'s own, reserved or not, so that both declare the same types.
+// NOLINTBEGIN(bugprone-reserved-identifier)
 struct HWND__;
 struct HMENU__;
 struct HICON__;
@@ -21,6 +23,7 @@ struct HRGN__;
 struct HKEY__;
 struct SC_HANDLE__;
 struct HWINEVENTHOOK__;
+// NOLINTEND(bugprone-reserved-identifier)
 
 namespace platform {
 

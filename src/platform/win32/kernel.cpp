@@ -182,6 +182,19 @@ bool DisconnectNamedPipe(KernelHandle pipe) {
   return ::DisconnectNamedPipe(AsHandle(pipe)) != FALSE;
 }
 
+bool GlobalMemoryStatusEx(std::uint64_t* totalPhysical) {
+  MEMORYSTATUSEX status = {};
+  status.dwLength = sizeof(status);
+  if (!::GlobalMemoryStatusEx(&status)) return false;
+  *totalPhysical = status.ullTotalPhys;
+  return true;
+}
+
+std::uint32_t GetSystemFirmwareTable(std::uint32_t provider, std::uint32_t tableId, void* buffer,
+                                     std::uint32_t size) {
+  return ::GetSystemFirmwareTable(provider, tableId, buffer, size);
+}
+
 std::u16string GetCommandLineW() { return FromWide(::GetCommandLineW()); }
 
 bool AttachConsole(std::uint32_t processId) { return ::AttachConsole(processId) != FALSE; }

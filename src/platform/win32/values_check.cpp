@@ -1,5 +1,10 @@
 // The seams' Win32 values, each written once in its header, checked here against <windows.h>.
+#include <winsock2.h>
 #include <windows.h>
+#include <cfgmgr32.h>
+#include <dbt.h>
+#include <iphlpapi.h>
+#include <setupapi.h>
 #include <shellapi.h>
 #include <shlobj.h>
 #include <winsvc.h>
@@ -7,8 +12,10 @@
 #include "platform/gdi.h"
 #include "platform/handles.h"
 #include "platform/kernel.h"
+#include "platform/network.h"
 #include "platform/registry.h"
 #include "platform/services.h"
+#include "platform/setupapi.h"
 #include "platform/shell.h"
 #include "platform/user.h"
 
@@ -150,5 +157,37 @@ static_assert(kErrorBadPathname == ERROR_BAD_PATHNAME && kErrorNoAccess == ERROR
               kErrorDatatypeMismatch == ERROR_DATATYPE_MISMATCH &&
               kErrorUnsupportedType == ERROR_UNSUPPORTED_TYPE);
 static_assert(sizeof(long) == sizeof(LSTATUS) && sizeof(std::uint32_t) == sizeof(DWORD));
+
+// Memory, firmware, the service manager's enumeration.
+static_assert(kFirmwareTableRsmb == ((std::uint32_t{'R'} << 24) | ('S' << 16) | ('M' << 8) | 'B'));
+static_assert(kScEnumProcessInfo == SC_ENUM_PROCESS_INFO && kServiceDriver == SERVICE_DRIVER &&
+              kServiceStateAll == SERVICE_STATE_ALL);
+
+// Devices.
+static_assert(kDigcfPresent == DIGCF_PRESENT && kDigcfAllClasses == DIGCF_ALLCLASSES &&
+              kDigcfDeviceInterface == DIGCF_DEVICEINTERFACE);
+static_assert(kSpdrpDeviceDesc == SPDRP_DEVICEDESC && kSpdrpService == SPDRP_SERVICE &&
+              kSpdrpClass == SPDRP_CLASS && kSpdrpClassGuid == SPDRP_CLASSGUID &&
+              kSpdrpMfg == SPDRP_MFG && kSpdrpFriendlyName == SPDRP_FRIENDLYNAME);
+static_assert(kCrSuccess == CR_SUCCESS && kCrFailure == CR_FAILURE &&
+              kCrNoSuchDevnode == CR_NO_SUCH_DEVNODE && kCrRemoveVetoed == CR_REMOVE_VETOED &&
+              kCmLocateDevnodeNormal == CM_LOCATE_DEVNODE_NORMAL &&
+              kCmRemoveUiNotOk == CM_REMOVE_UI_NOT_OK);
+static_assert(kDbtDeviceArrival == DBT_DEVICEARRIVAL &&
+              kDbtDeviceRemoveComplete == DBT_DEVICEREMOVECOMPLETE &&
+              kDbtDevtypVolume == DBT_DEVTYP_VOLUME &&
+              kDbtDevtypDeviceInterface == DBT_DEVTYP_DEVICEINTERFACE &&
+              kDeviceNotifyWindowHandle == DEVICE_NOTIFY_WINDOW_HANDLE &&
+              kDeviceNotifyAllInterfaceClasses == DEVICE_NOTIFY_ALL_INTERFACE_CLASSES);
+static_assert(sizeof(DEV_BROADCAST_DEVICEINTERFACE_W) == 32);
+
+// Network.
+static_assert(kAfInet == AF_INET && kGaaFlagSkipAnycast == GAA_FLAG_SKIP_ANYCAST &&
+              kGaaFlagSkipMulticast == GAA_FLAG_SKIP_MULTICAST &&
+              kGaaFlagSkipDnsServer == GAA_FLAG_SKIP_DNS_SERVER &&
+              kErrorBufferOverflow == ERROR_BUFFER_OVERFLOW && kIfOperStatusUp == IfOperStatusUp &&
+              kIfTypeEthernetCsmacd == IF_TYPE_ETHERNET_CSMACD &&
+              kIfTypeSoftwareLoopback == IF_TYPE_SOFTWARE_LOOPBACK &&
+              kIfTypeIeee80211 == IF_TYPE_IEEE80211 && kIfTypeTunnel == IF_TYPE_TUNNEL);
 
 }  // namespace platform
