@@ -253,24 +253,47 @@ void Note(const std::string& entry, WindowHandle window, bool acts) {
   if (hook) hook(std::string_view(entry).substr(0, entry.find(' ')), window);
 }
 
-void Query(const std::string& name, WindowHandle window, const std::string& extra = {}) {
+// Lists the call and journals it when it acts; the desktop's hook runs once the call is done,
+// outside the lock, so that a test changes the world between two calls.
+class Call {
+ public:
+  Call(std::string entry, WindowHandle window, bool acts) : window_(window) {
+    {
+      const std::lock_guard guard(D().lock);
+      D().calls.push_back(entry);
+      hook_ = D().hook;
+    }
+    if (acts) sim::Record(entry);
+    name_ = entry.substr(0, entry.find(' '));
+  }
+  ~Call() {
+    if (hook_) hook_(name_, window_);
+  }
+  Call(const Call&) = delete;
+  Call& operator=(const Call&) = delete;
+
+ private:
+  std::string name_;
+  WindowHandle window_;
+  std::function<void(std::string_view, WindowHandle)> hook_;
+};
+
+std::string Entry(const std::string& name, WindowHandle window, const std::string& extra) {
   std::string entry;
   {
     const std::lock_guard guard(D().lock);
     entry = name + " " + LabelLocked(window);
   }
   if (!extra.empty()) entry += " " + extra;
-  Note(entry, window, false);
+  return entry;
 }
 
-void Act(const std::string& name, WindowHandle window, const std::string& extra = {}) {
-  std::string entry;
-  {
-    const std::lock_guard guard(D().lock);
-    entry = name + " " + LabelLocked(window);
-  }
-  if (!extra.empty()) entry += " " + extra;
-  Note(entry, window, true);
+Call Query(const std::string& name, WindowHandle window, const std::string& extra = {}) {
+  return {Entry(name, window, extra), window, false};
+}
+
+Call Act(const std::string& name, WindowHandle window, const std::string& extra = {}) {
+  return {Entry(name, window, extra), window, true};
 }
 
 std::intptr_t PackSize(int width, int height) {
@@ -662,7 +685,7 @@ platform::WindowHandle CreatePlainWindow(const std::u16string& className, int wi
     const std::lock_guard guard(D().lock);
     handle = AddLocked(window, true);
   }
-  Act("CreatePlainWindow", handle, Narrow(className));
+  const Call call = Act("CreatePlainWindow", handle, Narrow(className));
   return handle;
 }
 
@@ -968,7 +991,7 @@ WindowHandle CreateWindowExW(unsigned long exStyle, std::u16string_view classNam
 }
 
 bool DestroyWindow(WindowHandle window) {
-  Act("DestroyWindow", window);
+  const Call call = Act("DestroyWindow", window);
   {
     const std::lock_guard guard(D().lock);
     if (!FindLocked(window)) {
@@ -1019,7 +1042,7 @@ std::intptr_t SetWindowLongPtrW(WindowHandle window, int index, std::intptr_t va
 }
 
 std::intptr_t GetWindowLongPtrW(WindowHandle window, int index) {
-  Query("GetWindowLongPtrW", window, std::to_string(index));
+  const Call call = Query("GetWindowLongPtrW", window, std::to_string(index));
   const std::lock_guard guard(D().lock);
   const WindowRecord* record = FindLocked(window);
   if (!record) {
@@ -1049,13 +1072,13 @@ Rect SuggestedRectOf(std::intptr_t lParam) { return *reinterpret_cast<const Rect
 // ---- Window facts ----
 
 bool IsWindow(WindowHandle window) {
-  Query("IsWindow", window);
+  const Call call = Query("IsWindow", window);
   const std::lock_guard guard(D().lock);
   return FindLocked(window) != nullptr;
 }
 
 bool IsWindowVisible(WindowHandle window) {
-  Query("IsWindowVisible", window);
+  const Call call = Query("IsWindowVisible", window);
   const std::lock_guard guard(D().lock);
   // Visible only while every ancestor is visible too.
   for (const WindowRecord* record = FindLocked(window); record;
@@ -1067,7 +1090,7 @@ bool IsWindowVisible(WindowHandle window) {
 }
 
 bool IsIconic(WindowHandle window) {
-  Query("IsIconic", window);
+  const Call call = Query("IsIconic", window);
   const std::lock_guard guard(D().lock);
   const WindowRecord* record = FindLocked(window);
   return record && record->window.iconic;
@@ -1107,7 +1130,7 @@ bool EnumWindows(const std::function<bool(WindowHandle)>& callback) {
 }
 
 WindowHandle GetWindow(WindowHandle window, unsigned command) {
-  Query("GetWindow", window, std::to_string(command));
+  const Call call = Query("GetWindow", window, std::to_string(command));
   const std::lock_guard guard(D().lock);
   const WindowRecord* record = FindLocked(window);
   if (!record || command != kGwOwner) return nullptr;
@@ -1115,12 +1138,12 @@ WindowHandle GetWindow(WindowHandle window, unsigned command) {
 }
 
 WindowHandle GetAncestor(WindowHandle window, unsigned flags) {
-  Query("GetAncestor", window, std::to_string(flags));
+  const Call call = Query("GetAncestor", window, std::to_string(flags));
   return sim::RootAncestor(window);
 }
 
 std::uint32_t GetWindowThreadProcessId(WindowHandle window, std::uint32_t* processId) {
-  Query("GetWindowThreadProcessId", window);
+  const Call call = Query("GetWindowThreadProcessId", window);
   const std::lock_guard guard(D().lock);
   const WindowRecord* record = FindLocked(window);
   if (processId) *processId = record ? record->window.pid : 0;
@@ -1141,7 +1164,7 @@ int CopyText(const std::u16string& text, char16_t* buffer, int maxCount) {
 }  // namespace
 
 int GetClassNameW(WindowHandle window, char16_t* buffer, int maxCount) {
-  Query("GetClassNameW", window, std::to_string(maxCount));
+  const Call call = Query("GetClassNameW", window, std::to_string(maxCount));
   const std::lock_guard guard(D().lock);
   const WindowRecord* record = FindLocked(window);
   if (!record) {
@@ -1153,7 +1176,7 @@ int GetClassNameW(WindowHandle window, char16_t* buffer, int maxCount) {
 }
 
 int GetWindowTextW(WindowHandle window, char16_t* buffer, int maxCount) {
-  Query("GetWindowTextW", window, std::to_string(maxCount));
+  const Call call = Query("GetWindowTextW", window, std::to_string(maxCount));
   const std::lock_guard guard(D().lock);
   const WindowRecord* record = FindLocked(window);
   if (!record) {
@@ -1165,7 +1188,7 @@ int GetWindowTextW(WindowHandle window, char16_t* buffer, int maxCount) {
 }
 
 int GetWindowTextLengthW(WindowHandle window) {
-  Query("GetWindowTextLengthW", window);
+  const Call call = Query("GetWindowTextLengthW", window);
   const std::lock_guard guard(D().lock);
   const WindowRecord* record = FindLocked(window);
   if (!record) return 0;
@@ -1174,7 +1197,7 @@ int GetWindowTextLengthW(WindowHandle window) {
 }
 
 bool GetWindowRect(WindowHandle window, Rect* rect) {
-  Query("GetWindowRect", window);
+  const Call call = Query("GetWindowRect", window);
   const std::lock_guard guard(D().lock);
   const WindowRecord* record = FindLocked(window);
   if (!record) sim::SetLastErrorValue(kErrorInvalidWindowHandle);
@@ -1184,7 +1207,7 @@ bool GetWindowRect(WindowHandle window, Rect* rect) {
 }
 
 bool GetClientRect(WindowHandle window, Rect* rect) {
-  Query("GetClientRect", window);
+  const Call call = Query("GetClientRect", window);
   const std::lock_guard guard(D().lock);
   const WindowRecord* record = FindLocked(window);
   if (!record) sim::SetLastErrorValue(kErrorInvalidWindowHandle);
@@ -1194,7 +1217,7 @@ bool GetClientRect(WindowHandle window, Rect* rect) {
 }
 
 bool ScreenToClient(WindowHandle window, Point* point) {
-  Query("ScreenToClient", window);
+  const Call call = Query("ScreenToClient", window);
   const std::lock_guard guard(D().lock);
   const WindowRecord* record = FindLocked(window);
   if (!record || !point) return false;
@@ -1206,7 +1229,7 @@ bool ScreenToClient(WindowHandle window, Point* point) {
 
 bool GetLayeredWindowAttributes(WindowHandle window, std::uint32_t* colorKey, std::uint8_t* alpha,
                                 std::uint32_t* flags) {
-  Query("GetLayeredWindowAttributes", window);
+  const Call call = Query("GetLayeredWindowAttributes", window);
   const std::lock_guard guard(D().lock);
   const WindowRecord* record = FindLocked(window);
   if (!record || (record->window.exStyle & kWsExLayered) == 0 || !record->window.layered) {
@@ -1220,7 +1243,7 @@ bool GetLayeredWindowAttributes(WindowHandle window, std::uint32_t* colorKey, st
 
 std::int32_t DwmGetWindowAttribute(WindowHandle window, std::uint32_t attribute, void* value,
                                    std::uint32_t size) {
-  Query("DwmGetWindowAttribute", window, std::to_string(attribute));
+  const Call call = Query("DwmGetWindowAttribute", window, std::to_string(attribute));
   const std::lock_guard guard(D().lock);
   const WindowRecord* record = FindLocked(window);
   if (!record) return kEHandle;
@@ -1242,7 +1265,7 @@ std::int32_t DwmGetWindowAttribute(WindowHandle window, std::uint32_t attribute,
 // ---- Placement ----
 
 bool ShowWindow(WindowHandle window, int command) {
-  Act("ShowWindow", window, std::to_string(command));
+  const Call call = Act("ShowWindow", window, std::to_string(command));
   bool wasVisible = false;
   bool changed = false;
   {
@@ -1261,7 +1284,7 @@ bool ShowWindow(WindowHandle window, int command) {
 }
 
 bool ShowWindowAsync(WindowHandle window, int command) {
-  Act("ShowWindowAsync", window, std::to_string(command));
+  const Call call = Act("ShowWindowAsync", window, std::to_string(command));
   const std::lock_guard guard(D().lock);
   WindowRecord* record = FindLocked(window);
   if (!record) sim::SetLastErrorValue(kErrorInvalidWindowHandle);
@@ -1271,7 +1294,7 @@ bool ShowWindowAsync(WindowHandle window, int command) {
 }
 
 bool UpdateWindow(WindowHandle window) {
-  Act("UpdateWindow", window);
+  const Call call = Act("UpdateWindow", window);
   const std::lock_guard guard(D().lock);
   return FindLocked(window) != nullptr;
 }
@@ -1308,7 +1331,7 @@ bool SetWindowPos(WindowHandle window, WindowHandle insertAfter, int x, int y, i
       const std::lock_guard guard(D().lock);
       where = InsertAfterLocked(insertAfter);
     }
-    Act("SetWindowPos", window,
+    const Call call = Act("SetWindowPos", window,
         where + " " + Geometry(x, y, width, height) + " " + std::to_string(flags));
   }
   {
@@ -1334,7 +1357,7 @@ bool SetWindowPos(WindowHandle window, WindowHandle insertAfter, int x, int y, i
 }
 
 bool MoveWindow(WindowHandle window, int x, int y, int width, int height, bool repaint) {
-  Act("MoveWindow", window, Geometry(x, y, width, height) + (repaint ? " repaint" : ""));
+  const Call call = Act("MoveWindow", window, Geometry(x, y, width, height) + (repaint ? " repaint" : ""));
   {
     const std::lock_guard guard(D().lock);
     if (!FindLocked(window)) {
@@ -1352,7 +1375,7 @@ WindowHandle SetParent(WindowHandle child, WindowHandle parent) {
     const std::lock_guard guard(D().lock);
     parentLabel = LabelLocked(parent);
   }
-  Act("SetParent", child, parentLabel);
+  const Call call = Act("SetParent", child, parentLabel);
   const std::lock_guard guard(D().lock);
   WindowRecord* record = FindLocked(child);
   if (!record || (parent && !FindLocked(parent))) {
@@ -1363,7 +1386,7 @@ WindowHandle SetParent(WindowHandle child, WindowHandle parent) {
 }
 
 WindowHandle SetFocus(WindowHandle window) {
-  Act("SetFocus", window);
+  const Call call = Act("SetFocus", window);
   const std::lock_guard guard(D().lock);
   if (window && !FindLocked(window)) {
     sim::SetLastErrorValue(kErrorInvalidWindowHandle);
@@ -1373,7 +1396,7 @@ WindowHandle SetFocus(WindowHandle window) {
 }
 
 bool InvalidateRect(WindowHandle window, const Rect*, bool) {
-  Act("InvalidateRect", window);
+  const Call call = Act("InvalidateRect", window);
   const std::lock_guard guard(D().lock);
   return FindLocked(window) != nullptr;
 }
@@ -1382,7 +1405,7 @@ bool InvalidateRect(WindowHandle window, const Rect*, bool) {
 
 bool PostMessageW(WindowHandle window, unsigned message, std::uintptr_t wParam,
                   std::intptr_t lParam) {
-  Act("PostMessageW", window,
+  const Call call = Act("PostMessageW", window,
       std::to_string(message) + " " + std::to_string(wParam) + " " + std::to_string(lParam));
   const std::lock_guard guard(D().lock);
   WindowRecord* record = FindLocked(window);
@@ -1409,7 +1432,7 @@ bool PostMessageW(WindowHandle window, unsigned message, std::uintptr_t wParam,
 
 std::intptr_t SendMessageW(WindowHandle window, unsigned message, std::uintptr_t wParam,
                            std::intptr_t lParam) {
-  Query("SendMessageW", window,
+  const Call call = Query("SendMessageW", window,
         std::to_string(message) + " " + std::to_string(wParam) + " " + std::to_string(lParam));
   return Deliver(window, message, wParam, lParam);
 }
@@ -1600,7 +1623,7 @@ unsigned RegisterWindowMessageW(std::u16string_view name) {
 // ---- Timers ----
 
 std::uintptr_t SetTimer(WindowHandle window, std::uintptr_t id, unsigned elapseMilliseconds) {
-  Act("SetTimer", window, std::to_string(id) + " " + std::to_string(elapseMilliseconds));
+  const Call call = Act("SetTimer", window, std::to_string(id) + " " + std::to_string(elapseMilliseconds));
   const std::uint32_t now = GetTickCount();
   const std::lock_guard guard(D().lock);
   std::uint32_t threadId = GetCurrentThreadId();
@@ -1623,7 +1646,7 @@ std::uintptr_t SetTimer(WindowHandle window, std::uintptr_t id, unsigned elapseM
 }
 
 bool KillTimer(WindowHandle window, std::uintptr_t id) {
-  Act("KillTimer", window, std::to_string(id));
+  const Call call = Act("KillTimer", window, std::to_string(id));
   const std::lock_guard guard(D().lock);
   return std::erase_if(D().timers, [&](const Timer& timer) {
            return timer.window == window && timer.id == id;
@@ -1665,7 +1688,7 @@ WindowHandle GetForegroundWindow() {
 }
 
 bool SetForegroundWindow(WindowHandle window) {
-  Act("SetForegroundWindow", window);
+  const Call call = Act("SetForegroundWindow", window);
   const std::lock_guard guard(D().lock);
   if (!FindLocked(window)) {
     sim::SetLastErrorValue(kErrorInvalidWindowHandle);
@@ -1695,7 +1718,7 @@ bool SetForegroundWindow(WindowHandle window) {
 }
 
 bool BringWindowToTop(WindowHandle window) {
-  Act("BringWindowToTop", window);
+  const Call call = Act("BringWindowToTop", window);
   const std::lock_guard guard(D().lock);
   const WindowRecord* record = FindLocked(window);
   if (!record) {
@@ -1710,7 +1733,7 @@ bool BringWindowToTop(WindowHandle window) {
 }
 
 void SwitchToThisWindow(WindowHandle window, bool altTab) {
-  Act("SwitchToThisWindow", window, altTab ? "1" : "0");
+  const Call call = Act("SwitchToThisWindow", window, altTab ? "1" : "0");
   const std::lock_guard guard(D().lock);
   if (FindLocked(window) && D().yieldsTo == sim::ForegroundYieldsTo::kSwitchToThisWindow) {
     D().foreground = window;
@@ -1826,7 +1849,7 @@ bool AppendMenuW(MenuHandle menu, unsigned flags, std::uintptr_t id, std::u16str
 }
 
 int TrackPopupMenu(MenuHandle menu, unsigned flags, int x, int y, WindowHandle owner) {
-  Act("TrackPopupMenu", owner,
+  const Call call = Act("TrackPopupMenu", owner,
       std::to_string(flags) + " " + std::to_string(x) + "," + std::to_string(y));
   const std::lock_guard guard(D().lock);
   const auto it = D().menus.find(menu);
@@ -1907,7 +1930,7 @@ unsigned GetDpiForWindow(WindowHandle window) {
 
 bool CallEnableNonClientDpiScaling(void* procedure, WindowHandle window) {
   if (!procedure) throw std::logic_error("called a function GetProcAddress did not give");
-  Act("EnableNonClientDpiScaling", window);
+  const Call call = Act("EnableNonClientDpiScaling", window);
   const std::lock_guard guard(D().lock);
   WindowRecord* record = FindLocked(window);
   // Windows accepts it only while the window handles WM_NCCREATE.
