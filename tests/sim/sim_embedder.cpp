@@ -123,7 +123,7 @@ std::intptr_t ViewProcedure(platform::WindowHandle window, unsigned message, std
 
 // The view is a window of the desktop like any other, so that parenting, sizing, focus and
 // destruction go through the same code as on Windows. It has no parent until the host window
-// adopts it with SetParent.
+// adopts it with SetParent, and no frame, so that its client area is all of it.
 platform::WindowHandle CreateViewWindow(int width, int height) {
   const platform::ModuleHandle instance = platform::GetModuleHandleW(nullptr);
   platform::WindowClass windowClass;
@@ -133,8 +133,9 @@ platform::WindowHandle CreateViewWindow(int width, int height) {
   windowClass.className = kViewClassName;
   // 0 also when an earlier view registered the class; a real failure shows in the creation.
   platform::RegisterClassW(windowClass);
-  return platform::CreateWindowExW(0, kViewClassName, u"", platform::kWsVisible, 0, 0, width,
-                                   height, nullptr, nullptr, instance, nullptr);
+  return platform::CreateWindowExW(0, kViewClassName, u"",
+                                   platform::kWsPopup | platform::kWsVisible, 0, 0, width, height,
+                                   nullptr, nullptr, instance, nullptr);
 }
 
 // Hands back the screen's device context on every path.
