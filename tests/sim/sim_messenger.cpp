@@ -6,7 +6,7 @@
 #include <utility>
 
 // The engine's response handle: which delivery it belongs to.
-struct _FlutterPlatformMessageResponseHandle {
+struct _FlutterPlatformMessageResponseHandle {  // NOLINT(bugprone-reserved-identifier)
   int delivery;
 };
 
