@@ -19,8 +19,8 @@
 #include "platform/user.h"
 #include "sim_core.h"
 #include "sim_embedder.h"
-#include "sim_gdi.h"
 #include "sim_messenger.h"
+#include "sim_user.h"
 
 namespace {
 
@@ -227,6 +227,39 @@ TEST_F(EngineMessengerTest, AControllerRunsItsEngineAndShowsAViewWindowOfItsSize
   FlutterDesktopViewControllerDestroy(controller);
 }
 
+std::intptr_t HostProcedure(platform::WindowHandle window, unsigned message, std::uintptr_t wParam,
+                            std::intptr_t lParam) {
+  return platform::DefWindowProcW(window, message, wParam, lParam);
+}
+
+TEST_F(EngineMessengerTest, TheViewIsAChildThatTheHostWindowAdopts) {
+  platform::WindowClass hostClass;
+  hostClass.procedure = &HostProcedure;
+  hostClass.className = u"KtEngineHost";
+  ASSERT_NE(platform::RegisterClassW(hostClass), 0);
+  const platform::WindowHandle host = platform::CreateWindowExW(
+      0, u"KtEngineHost", u"host", platform::kWsOverlappedWindow | platform::kWsVisible, 0, 0, 800,
+      600, nullptr, nullptr, nullptr, nullptr);
+  ASSERT_NE(host, nullptr);
+  const FlutterDesktopViewControllerRef controller =
+      FlutterDesktopViewControllerCreate(300, 200, CreateEngine());
+  ASSERT_NE(controller, nullptr);
+  const platform::WindowHandle view = sim::ViewWindow();
+  ASSERT_NE(view, nullptr);
+
+  platform::SetParent(view, host);
+  const auto adopted = sim::Window(view);
+  ASSERT_TRUE(adopted.has_value());
+  EXPECT_EQ(adopted->parent, host);
+  EXPECT_NE(adopted->style & platform::kWsChild, 0u);
+  EXPECT_EQ(platform::GetAncestor(view, platform::kGaRoot), host);
+
+  FlutterDesktopViewControllerDestroy(controller);
+  EXPECT_FALSE(platform::IsWindow(view));
+  EXPECT_TRUE(platform::IsWindow(host));
+  platform::DestroyWindow(host);
+}
+
 TEST_F(EngineMessengerTest, AControllersEngineGoesOnlyWithTheController) {
   const FlutterDesktopEngineRef engine = CreateEngine();
   const FlutterDesktopMessengerRef ref = FlutterDesktopEngineGetMessenger(engine);
@@ -304,11 +337,13 @@ TEST_F(EngineMessengerTest, TheViewAnswersOnlyTheTopLevelMessagesItClaims) {
 
 // ---- Process-wide helpers ----
 
-TEST_F(EngineMessengerTest, TheMonitorDpiIsTheScreensAndItsDeviceContextIsGivenBack) {
-  EXPECT_EQ(FlutterDesktopGetDpiForMonitor(nullptr), 96u);
-  sim::SetScreenDpi(144);
-  EXPECT_EQ(FlutterDesktopGetDpiForMonitor(nullptr), 144u);
-  EXPECT_EQ(sim::OpenDcCount(), 0);
+TEST_F(EngineMessengerTest, TheViewWindowHasTheDpiOfTheMonitorItIsOn) {
+  sim::SetMonitor({.dpi = 144});
+  const FlutterDesktopViewControllerRef controller =
+      FlutterDesktopViewControllerCreate(300, 200, CreateEngine());
+  ASSERT_NE(controller, nullptr);
+  EXPECT_EQ(FlutterDesktopGetDpiForHWND(sim::ViewWindow()), 144u);
+  FlutterDesktopViewControllerDestroy(controller);
 }
 
 TEST_F(EngineMessengerTest, ResyncingTheOutputStreamsIsJournalled) {

@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "host/plugin_registrant.h"
-#include "platform/gdi.h"
 #include "platform/kernel.h"
 #include "platform/user.h"
 #include "sim_core.h"
@@ -122,8 +121,9 @@ std::intptr_t ViewProcedure(platform::WindowHandle window, unsigned message, std
 }
 
 // The view is a window of the desktop like any other, so that parenting, sizing, focus and
-// destruction go through the same code as on Windows. It has no parent until the host window
-// adopts it with SetParent, and no frame, so that its client area is all of it.
+// destruction go through the same code as on Windows. It is a child from the start, as the
+// engine's view is; Windows' engine parks it under the message-only window until the host window
+// adopts it with SetParent, a parent the seam cannot name, so here it starts with none.
 platform::WindowHandle CreateViewWindow(int width, int height) {
   const platform::ModuleHandle instance = platform::GetModuleHandleW(nullptr);
   platform::WindowClass windowClass;
@@ -134,33 +134,8 @@ platform::WindowHandle CreateViewWindow(int width, int height) {
   // 0 also when an earlier view registered the class; a real failure shows in the creation.
   platform::RegisterClassW(windowClass);
   return platform::CreateWindowExW(0, kViewClassName, u"",
-                                   platform::kWsPopup | platform::kWsVisible, 0, 0, width, height,
+                                   platform::kWsChild | platform::kWsVisible, 0, 0, width, height,
                                    nullptr, nullptr, instance, nullptr);
-}
-
-// Hands back the screen's device context on every path.
-class ScreenDc {
- public:
-  ScreenDc() : dc_(platform::GetDC(nullptr)) {}
-  ScreenDc(const ScreenDc&) = delete;
-  ScreenDc& operator=(const ScreenDc&) = delete;
-  ~ScreenDc() {
-    if (dc_) platform::ReleaseDC(nullptr, dc_);
-  }
-  platform::DcHandle get() const { return dc_; }
-
- private:
-  platform::DcHandle dc_;
-};
-
-constexpr unsigned kDefaultDpi = 96;
-
-// Without shcore's per-monitor answer the system DPI is the screen's: GDI's logical pixels.
-unsigned ScreenDpi() {
-  const ScreenDc screen;
-  if (!screen.get()) return kDefaultDpi;
-  const int dpi = platform::GetDeviceCaps(screen.get(), platform::kLogPixelsX);
-  return dpi > 0 ? static_cast<unsigned>(dpi) : kDefaultDpi;
 }
 
 }  // namespace
@@ -421,14 +396,6 @@ HWND__* FlutterDesktopViewGetHWND(FlutterDesktopViewRef view) {
   }
   return nullptr;
 }
-
-unsigned int FlutterDesktopGetDpiForHWND(HWND__* hwnd) {
-  // The window's own DPI where the system has GetDpiForWindow, as Windows 10 does.
-  const unsigned dpi = platform::GetDpiForWindow(hwnd);
-  return dpi != 0 ? dpi : ScreenDpi();
-}
-
-unsigned int FlutterDesktopGetDpiForMonitor(HMONITOR__* /*monitor*/) { return ScreenDpi(); }
 
 void FlutterDesktopResyncOutputStreams() { sim::Record("FlutterDesktopResyncOutputStreams"); }
 

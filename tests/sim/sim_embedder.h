@@ -1,7 +1,8 @@
 // The simulated engine embedder behind engine_abi/flutter_embedder.h: engines, view controllers
 // whose view windows live on the simulated desktop, and each engine's messenger, a FakeMessenger
 // that a test drives as Dart would. Calls that matter for order go to sim::Journal(); every
-// engine, controller and messenger goes with sim::ResetSimulation().
+// engine, controller and messenger goes with sim::ResetSimulation(). The DPI helpers belong to
+// the simulated desktop, which holds the monitor.
 #pragma once
 
 #include <cstdint>
