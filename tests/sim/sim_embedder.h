@@ -18,7 +18,9 @@ namespace sim {
 
 struct EmbedderBehaviour {
   bool engineCreateFails = false;
+  // Also fails a view controller that would have to start its engine.
   bool engineRunFails = false;
+  // The failed controller still takes the engine it was given with it.
   bool viewControllerCreateFails = false;
   // The controller comes without a view, so FlutterDesktopViewControllerGetView answers null.
   bool viewMissing = false;
