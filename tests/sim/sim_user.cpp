@@ -1382,7 +1382,13 @@ WindowHandle SetParent(WindowHandle child, WindowHandle parent) {
     sim::SetLastErrorValue(kErrorInvalidWindowHandle);
     return nullptr;
   }
-  return std::exchange(record->window.parent, parent);
+  const WindowHandle previous = std::exchange(record->window.parent, parent);
+  // Adopted, a window leaves the top-level order; let go, it joins it at the top.
+  auto& order = D().zOrder;
+  const int number = NumberOfLocked(child);
+  order.erase(std::remove(order.begin(), order.end(), number), order.end());
+  if (IsTopLevel(record->window)) order.insert(order.begin(), number);
+  return previous;
 }
 
 WindowHandle SetFocus(WindowHandle window) {
