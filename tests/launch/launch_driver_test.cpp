@@ -7,10 +7,10 @@
 #include "app/app_log.h"
 #include "sim_com.h"
 #include "sim_core.h"
-#include "sim_desktop.h"
 #include "single_instance/single_instance.h"
 #include "sim_kernel.h"
 #include "sim_shell.h"
+#include "sim_user.h"
 
 namespace {
 
@@ -37,7 +37,21 @@ class LaunchDriverTest : public ::testing::Test {
   static int Run(Args argv, int showCommand = 1) {
     argv.insert(argv.begin(), u"KelvoTarnel.exe");
     sim::SetCommandLineArguments(argv);
-    return RunLaunchDriver(nullptr, showCommand);
+    // The application runs until something quits it, as the tray's Exit does; here the quit
+    // comes once the driver says it enters its loop, so the loop has one to take.
+    sim::SetCallHook([](const std::string& entry) {
+      if (entry == Logged("Flutter Dart code initialization should start now..."))
+        platform::PostQuitMessage(0);
+    });
+    const int exitCode = RunLaunchDriver(nullptr, showCommand);
+    sim::SetCallHook(nullptr);
+    return exitCode;
+  }
+
+  // Whether a quit still waits in this thread's queue, which a loop that ran would have taken.
+  static bool QuitLeftInTheQueue() {
+    platform::Message message;
+    return platform::PeekMessageW(&message, nullptr, 0, 0, platform::kPmRemove);
   }
 
   static std::vector<std::string> Journal() { return sim::Journal(); }
@@ -144,7 +158,7 @@ TEST_F(LaunchDriverTest, FullStartUpRunsEveryStageInOrder) {
       "SetQuitOnClose false",
       Logged("Entering message loop..."),
       Logged("Flutter Dart code initialization should start now..."),
-      "RunMessageLoop",
+      "PostQuitMessage 0",
       Logged("Message loop exited, cleaning up..."),
       "CloseHandle mutex",
       "CoUninitialize",
@@ -152,6 +166,7 @@ TEST_F(LaunchDriverTest, FullStartUpRunsEveryStageInOrder) {
       "~FlutterWindow",
   };
   EXPECT_THAT(Journal(), ElementsAreArray(expected));
+  EXPECT_FALSE(QuitLeftInTheQueue()) << "the message loop took the quit";
   EXPECT_TRUE(activationPipeStopFlag.load());
   EXPECT_EQ(sim::OpenMutexCount(), 0);
 }
@@ -227,8 +242,8 @@ TEST_F(LaunchDriverTest, WindowCreationFailureTakesTheFailurePathWithExitCodeOne
   ASSERT_NE(failed, journal.end());
   EXPECT_THAT(std::vector<std::string>(failed, journal.end()),
               ElementsAre(Logged("ERROR: Window Create failed. Error: 1400"),
-                          Logged("Application exiting (window creation failed)"), "CloseHandle mutex",
-                          "CoUninitialize", "~FlutterWindow"));
+                          Logged("Application exiting (window creation failed)"),
+                          "CloseHandle mutex", "CoUninitialize", "~FlutterWindow"));
   EXPECT_FALSE(Has("StartActivationPipeServer"));
   EXPECT_FALSE(Has(Logged("Window created (visible)")));
 }
@@ -252,10 +267,11 @@ TEST_F(LaunchDriverTest, GlobalMutexDeniedFallsBackToTheLocalOne) {
   sim::SetMutexBehaviour({.globalFails = true, .globalError = 5});
   EXPECT_EQ(Run({}), 0);
   const auto journal = Journal();
-  EXPECT_THAT((std::vector<std::string>{
-                  "CreateMutexW Global\\KelvoTarnelSingleInstance", Logged("Warning: Failed to create global mutex. Error: 5"),
-                  Logged("Trying local mutex fallback..."), "CreateMutexW Local\\KelvoTarnelSingleInstance",
-                  Logged("Single instance check passed")}),
+  EXPECT_THAT((std::vector<std::string>{"CreateMutexW Global\\KelvoTarnelSingleInstance",
+                                        Logged("Warning: Failed to create global mutex. Error: 5"),
+                                        Logged("Trying local mutex fallback..."),
+                                        "CreateMutexW Local\\KelvoTarnelSingleInstance",
+                                        Logged("Single instance check passed")}),
               IsSubsetOf(journal));
   EXPECT_EQ(sim::OpenMutexCount(), 0);
 }
