@@ -109,6 +109,7 @@ struct Kernel {
   // Processes
   std::map<std::uint32_t, Process> processes;
   std::map<std::uint32_t, std::optional<std::uint32_t>> sessions;
+  std::set<std::uint32_t> windowOwners;  // processes the desktop has windows of
   std::uint32_t currentProcessId = kOwnProcessId;
   std::optional<std::u16string> windowsDirectory = u"C:\\windows";
 
@@ -265,6 +266,7 @@ void ResetKernel() {
   k.pending.clear();
   k.processes = {{kOwnProcessId, Process{std::u16string(kOwnImage)}}};
   k.sessions.clear();
+  k.windowOwners.clear();
   k.currentProcessId = kOwnProcessId;
   k.windowsDirectory = u"C:\\windows";
   k.localTime = {2026, 3, 7, 9, 5, 2};
@@ -396,6 +398,11 @@ void SetCurrentProcessId(std::uint32_t processId) {
   const std::lock_guard guard(K().lock);
   K().currentProcessId = processId;
   K().processes.try_emplace(processId, Process{std::u16string(kOwnImage)});
+}
+
+void NoteWindowOwner(std::uint32_t processId) {
+  const std::lock_guard guard(K().lock);
+  K().windowOwners.insert(processId);
 }
 
 void SetSessionOf(std::uint32_t processId, std::optional<std::uint32_t> session) {
@@ -789,7 +796,7 @@ bool ProcessIdToSessionId(std::uint32_t processId, std::uint32_t* sessionId) {
     *sessionId = *session->second;
     return true;
   }
-  if (!K().processes.contains(processId)) {
+  if (!K().processes.contains(processId) && !K().windowOwners.contains(processId)) {
     Fail(kErrorInvalidParameter);
     return false;
   }

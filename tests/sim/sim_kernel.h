@@ -57,6 +57,9 @@ struct Process {
 void AddProcess(std::uint32_t processId, const Process& process);
 // What GetCurrentProcessId answers; kOwnProcessId until set.
 void SetCurrentProcessId(std::uint32_t processId);
+// A process with a window on the desktop exists, so the session lookup answers for it though no
+// image was described; the desktop tells the kernel of each window's process.
+void NoteWindowOwner(std::uint32_t processId);
 // Sessions by process; every process is in kOwnSessionId until told otherwise. nullopt makes
 // the lookup fail.
 void SetSessionOf(std::uint32_t processId, std::optional<std::uint32_t> session);

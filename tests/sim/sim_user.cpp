@@ -544,6 +544,7 @@ namespace sim {
 // ---- Windows ----
 
 platform::WindowHandle AddDesktopWindow(const DesktopWindow& window) {
+  if (window.pid != 0) NoteWindowOwner(window.pid);
   const std::lock_guard guard(D().lock);
   return AddLocked(window, false);
 }
