@@ -9,17 +9,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/window_messages.h"
 #include "app/app_log.h"
+#include "app/product.h"
 #include "launch/launch_driver.h"
 #include "base/text.h"
-#include "sim_instance.h"
-#include "sim_platform.h"
-
-// The driver's process-wide state. This test links the module without the driver, whose own
-// test links fakes of this module in turn.
-platform::NativeHandle mainWindowHandle = nullptr;
-std::atomic<bool> activationPipeStopFlag{false};
+#include "sim_core.h"
+#include "sim_kernel.h"
+#include "sim_user.h"
 
 namespace {
 
@@ -38,22 +34,22 @@ const std::string kCreatePipe = "CreateNamedPipeW " + kPipe + " 1 6 255 64 64 0"
 constexpr std::uint32_t kNotepadProcessId = 300;
 constexpr std::uint32_t kNotepadThreadId = 3001;
 
-sim::WindowSpec MainWindowSpec(std::uint32_t processId = sim::kOtherProcessId,
-                               std::uint32_t threadId = sim::kOtherThreadId) {
-  sim::WindowSpec shape;
+sim::DesktopWindow MainWindowSpec(std::uint32_t processId = sim::kOtherProcessId,
+                                  std::uint32_t threadId = sim::kOtherThreadId) {
+  sim::DesktopWindow shape;
   shape.className = u"FLUTTER_RUNNER_WIN32_WINDOW";
   shape.title = u"ZMS";
-  shape.processId = processId;
+  shape.pid = processId;
   shape.threadId = threadId;
   return shape;
 }
 
-sim::WindowSpec WindowSpec(std::u16string className, std::u16string title,
-                           std::uint32_t processId = sim::kOtherProcessId) {
-  sim::WindowSpec shape;
+sim::DesktopWindow WindowSpec(std::u16string className, std::u16string title,
+                              std::uint32_t processId = sim::kOtherProcessId) {
+  sim::DesktopWindow shape;
   shape.className = std::move(className);
   shape.title = std::move(title);
-  shape.processId = processId;
+  shape.pid = processId;
   shape.threadId = processId * 10 + 1;
   return shape;
 }
@@ -69,8 +65,7 @@ class SingleInstanceTest : public ::testing::Test {
  protected:
   void SetUp() override {
     sim::ResetSimulation();
-    sim::ResetLaunch();
-    sim::ResetInstances();
+    journalStart = 0;
     EnsureLogDirectory();
     mainWindowHandle = nullptr;
     activationPipeStopFlag.store(false);
@@ -82,6 +77,7 @@ class SingleInstanceTest : public ::testing::Test {
     sim::ReleaseBlockedConnect();
     EXPECT_TRUE(sim::WaitForThreads(kBound)) << "a pipe server thread did not end";
     sim::SetCallHook(nullptr);
+    sim::SetDesktopCallHook(nullptr);
     sim::SetSleepHook(nullptr);
     EXPECT_EQ(sim::OpenPipeHandles(), 0) << "a pipe handle was left open";
     EXPECT_EQ(sim::OpenThreadHandles(), 0) << "a thread handle was left open";
@@ -89,10 +85,17 @@ class SingleInstanceTest : public ::testing::Test {
     EXPECT_EQ(sim::ConnectTimeouts(), 0) << "a ConnectNamedPipe waited for nobody";
   }
 
+  // The journal from the step a test looks at on.
+  static Lines JournalSinceStart() {
+    const Lines journal = sim::Journal();
+    const auto start = std::min(journalStart, journal.size());
+    return Lines(journal.begin() + static_cast<std::ptrdiff_t>(start), journal.end());
+  }
+
   // The log's messages, without their time stamps.
   static Lines LogLines() {
     Lines lines;
-    for (const std::string& entry : sim::Journal()) {
+    for (const std::string& entry : JournalSinceStart()) {
       if (entry.starts_with(kStampedAppend)) lines.push_back(entry.substr(kStampedAppend.size()));
     }
     return lines;
@@ -101,7 +104,7 @@ class SingleInstanceTest : public ::testing::Test {
   // The recorded platform calls, without sleeps and log lines.
   static Lines Calls() {
     Lines calls;
-    for (const std::string& entry : sim::Journal()) {
+    for (const std::string& entry : JournalSinceStart()) {
       if (!entry.starts_with("append: ") && !entry.starts_with("Sleep ")) calls.push_back(entry);
     }
     return calls;
@@ -120,7 +123,7 @@ class SingleInstanceTest : public ::testing::Test {
 
   // Position of the first journal entry equal to `entry` (log lines without their stamp).
   static std::ptrdiff_t PositionOf(const std::string& entry) {
-    const Lines journal = sim::Journal();
+    const Lines journal = JournalSinceStart();
     for (std::size_t i = 0; i < journal.size(); ++i) {
       const std::string& e = journal[i];
       if (e == entry || (e.starts_with(kStampedAppend) && e.substr(kStampedAppend.size()) == entry))
@@ -132,6 +135,17 @@ class SingleInstanceTest : public ::testing::Test {
   static std::vector<unsigned> SleepsOf(std::size_t count, unsigned ms) {
     return std::vector<unsigned>(count, ms);
   }
+
+  // Title reads of any window, as the desktop lists them.
+  static int TitleReads() {
+    const Lines calls = sim::DesktopCalls();
+    return static_cast<int>(std::count_if(calls.begin(), calls.end(), [](const std::string& c) {
+      return c.starts_with("GetWindowTextW ");
+    }));
+  }
+
+  // Where the journal that a test reads begins.
+  static inline std::size_t journalStart = 0;
 };
 
 class EnumExistingWindowProcTest : public SingleInstanceTest {};
@@ -170,8 +184,9 @@ class ForceForegroundWindowTest : public SingleInstanceTest {
  protected:
   void SetUp() override {
     SingleInstanceTest::SetUp();
-    notepad_ = sim::AddWindow(WindowSpec(u"Notepad", u"Untitled - Notepad", kNotepadProcessId));
-    target_ = sim::AddWindow(MainWindowSpec());
+    notepad_ =
+        sim::AddDesktopWindow(WindowSpec(u"Notepad", u"Untitled - Notepad", kNotepadProcessId));
+    target_ = sim::AddDesktopWindow(MainWindowSpec());
     sim::SetForeground(notepad_);
   }
 
@@ -186,7 +201,7 @@ class ForceForegroundWindowTest : public SingleInstanceTest {
   }
 
   WindowHandle notepad_ = nullptr;
-  WindowHandle target_ = nullptr;  // "#2"
+  WindowHandle target_ = nullptr;  // "w2"
 };
 
 class ActivateRunningInstanceTest : public SingleInstanceTest {
@@ -196,54 +211,55 @@ class ActivateRunningInstanceTest : public SingleInstanceTest {
     sim::SetMutexBehaviour({.alreadyExists = true});
     mutex_.reset(platform::CreateMutexW(u"Global\\KelvoTarnelSingleInstance"));
     ASSERT_TRUE(mutex_);
-    sim::ResetSimulation();  // the journal starts at the activation
-    EnsureLogDirectory();
+    // The journal starts at the activation; the mutex stays open, as the driver hands it over.
+    journalStart = sim::Journal().size();
   }
 
-  InstanceMutex mutex_;
+  platform::UniqueKernelHandle mutex_;
 };
 
 // ---- EnumExistingWindowProc, step by step ----
 
 TEST_F(EnumExistingWindowProcTest, NotAWindowGoesOn) {
-  const WindowHandle window = sim::AddWindow(MainWindowSpec());
-  sim::DestroyWindow(window);
+  const WindowHandle window = sim::AddDesktopWindow(MainWindowSpec());
+  sim::DestroyDesktopWindow(window);
   ExistingWindowSearch search = OwnSearch();
   EXPECT_TRUE(EnumExistingWindowProc(window, &search));
   EXPECT_EQ(search.found, nullptr);
 }
 
 TEST_F(EnumExistingWindowProcTest, OwnedWindowGoesOn) {
-  const WindowHandle owner = sim::AddWindow(WindowSpec(u"Owner", u"Owner"));
-  sim::WindowSpec owned = MainWindowSpec();
+  const WindowHandle owner = sim::AddDesktopWindow(WindowSpec(u"Owner", u"Owner"));
+  sim::DesktopWindow owned = MainWindowSpec();
   owned.owner = owner;
-  const WindowHandle window = sim::AddWindow(owned);
+  const WindowHandle window = sim::AddDesktopWindow(owned);
   ExistingWindowSearch search = OwnSearch();
   EXPECT_TRUE(EnumExistingWindowProc(window, &search));
   EXPECT_EQ(search.found, nullptr);
 }
 
 TEST_F(EnumExistingWindowProcTest, ProcessIdZeroGoesOn) {
-  const WindowHandle window = sim::AddWindow(MainWindowSpec(0, 0));
+  const WindowHandle window = sim::AddDesktopWindow(MainWindowSpec(0, 0));
   ExistingWindowSearch search = OwnSearch();
   EXPECT_TRUE(EnumExistingWindowProc(window, &search));
   EXPECT_EQ(search.found, nullptr);
 }
 
 TEST_F(EnumExistingWindowProcTest, OwnProcessWindowIsSkipped) {
-  const WindowHandle window = sim::AddWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
+  const WindowHandle window =
+      sim::AddDesktopWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
   ExistingWindowSearch search = OwnSearch();
   EXPECT_TRUE(EnumExistingWindowProc(window, &search));
   EXPECT_EQ(search.found, nullptr);
 }
 
 TEST_F(EnumExistingWindowProcTest, WithoutSearchRecordGoesOn) {
-  const WindowHandle window = sim::AddWindow(MainWindowSpec());
+  const WindowHandle window = sim::AddDesktopWindow(MainWindowSpec());
   EXPECT_TRUE(EnumExistingWindowProc(window, nullptr));
 }
 
 TEST_F(EnumExistingWindowProcTest, WindowOfAnotherSessionIsSkipped) {
-  const WindowHandle window = sim::AddWindow(MainWindowSpec());
+  const WindowHandle window = sim::AddDesktopWindow(MainWindowSpec());
   sim::SetSessionOf(sim::kOtherProcessId, 2);
   ExistingWindowSearch search = OwnSearch();
   EXPECT_TRUE(EnumExistingWindowProc(window, &search));
@@ -251,7 +267,7 @@ TEST_F(EnumExistingWindowProcTest, WindowOfAnotherSessionIsSkipped) {
 }
 
 TEST_F(EnumExistingWindowProcTest, FailedSessionLookupDoesNotExcludeTheWindow) {
-  const WindowHandle window = sim::AddWindow(MainWindowSpec());
+  const WindowHandle window = sim::AddDesktopWindow(MainWindowSpec());
   sim::SetSessionOf(sim::kOtherProcessId, std::nullopt);
   ExistingWindowSearch search = OwnSearch();
   EXPECT_FALSE(EnumExistingWindowProc(window, &search));
@@ -259,31 +275,33 @@ TEST_F(EnumExistingWindowProcTest, FailedSessionLookupDoesNotExcludeTheWindow) {
 }
 
 TEST_F(EnumExistingWindowProcTest, EmptyClassNameGoesOnWithoutReadingTheTitle) {
-  const WindowHandle window = sim::AddWindow(WindowSpec(u"", u"ZMS"));
+  const WindowHandle window = sim::AddDesktopWindow(WindowSpec(u"", u"ZMS"));
   ExistingWindowSearch search = OwnSearch();
   EXPECT_TRUE(EnumExistingWindowProc(window, &search));
   EXPECT_EQ(search.found, nullptr);
-  EXPECT_EQ(sim::QueryCount("GetWindowTextW 256"), 0);
+  EXPECT_EQ(TitleReads(), 0);
 }
 
 TEST_F(EnumExistingWindowProcTest, MainWindowClassMatchesIgnoringCase) {
-  const WindowHandle window = sim::AddWindow(WindowSpec(u"flutter_runner_Win32_window", u""));
+  const WindowHandle window =
+      sim::AddDesktopWindow(WindowSpec(u"flutter_runner_Win32_window", u""));
   ExistingWindowSearch search = OwnSearch();
   EXPECT_FALSE(EnumExistingWindowProc(window, &search));
   EXPECT_EQ(search.found, window);
 }
 
 TEST_F(EnumExistingWindowProcTest, LockWindowIsNeverPickedWhateverItsTitle) {
-  const WindowHandle window = sim::AddWindow(WindowSpec(u"KelvoTarnelNativeLockWindow", u"ZMS"));
+  const WindowHandle window =
+      sim::AddDesktopWindow(WindowSpec(u"KelvoTarnelNativeLockWindow", u"ZMS"));
   ExistingWindowSearch search = OwnSearch();
   EXPECT_TRUE(EnumExistingWindowProc(window, &search));
   EXPECT_EQ(search.found, nullptr);
-  EXPECT_EQ(sim::QueryCount("GetWindowTextW 256"), 0) << "the lock window's title is never read";
+  EXPECT_EQ(TitleReads(), 0) << "the lock window's title is never read";
 }
 
 TEST_F(EnumExistingWindowProcTest, LockWindowClassIsRecognisedIgnoringCase) {
   const WindowHandle window =
-      sim::AddWindow(WindowSpec(u"KELVOTARNELNATIVELOCKWINDOW", u"KelvoTarnel"));
+      sim::AddDesktopWindow(WindowSpec(u"KELVOTARNELNATIVELOCKWINDOW", u"KelvoTarnel"));
   ExistingWindowSearch search = OwnSearch();
   EXPECT_TRUE(EnumExistingWindowProc(window, &search));
   EXPECT_EQ(search.found, nullptr);
@@ -293,7 +311,7 @@ TEST_F(EnumExistingWindowProcTest, AcceptedTitlesMatchExactlyIgnoringCase) {
   for (const std::u16string title :
        {u"ZMS", u"zms", u"KelvoTarnel", u"KELVOTARNEL", u"KELVO", u"kelvo"}) {
     SCOPED_TRACE(WideToUtf8(title));
-    const WindowHandle window = sim::AddWindow(WindowSpec(u"Chrome_WidgetWin_1", title));
+    const WindowHandle window = sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", title));
     ExistingWindowSearch search = OwnSearch();
     EXPECT_FALSE(EnumExistingWindowProc(window, &search));
     EXPECT_EQ(search.found, window);
@@ -303,7 +321,7 @@ TEST_F(EnumExistingWindowProcTest, AcceptedTitlesMatchExactlyIgnoringCase) {
 TEST_F(EnumExistingWindowProcTest, TitlesThatOnlyBeginLikeAnAcceptedOneDoNotMatch) {
   for (const std::u16string title : {u"ZMS Editor", u"KELVO2", u"zms "}) {
     SCOPED_TRACE(WideToUtf8(title));
-    const WindowHandle window = sim::AddWindow(WindowSpec(u"Chrome_WidgetWin_1", title));
+    const WindowHandle window = sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", title));
     ExistingWindowSearch search = OwnSearch();
     EXPECT_TRUE(EnumExistingWindowProc(window, &search));
     EXPECT_EQ(search.found, nullptr);
@@ -312,7 +330,7 @@ TEST_F(EnumExistingWindowProcTest, TitlesThatOnlyBeginLikeAnAcceptedOneDoNotMatc
 
 TEST_F(EnumExistingWindowProcTest, TitleHoldingKelvoTarnelAmongOtherWordsMatches) {
   const WindowHandle window =
-      sim::AddWindow(WindowSpec(u"Chrome_WidgetWin_1", u"Open KelvoTarnel settings"));
+      sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"Open KelvoTarnel settings"));
   ExistingWindowSearch search = OwnSearch();
   EXPECT_FALSE(EnumExistingWindowProc(window, &search));
   EXPECT_EQ(search.found, window);
@@ -320,39 +338,41 @@ TEST_F(EnumExistingWindowProcTest, TitleHoldingKelvoTarnelAmongOtherWordsMatches
 
 TEST_F(EnumExistingWindowProcTest, TitleHoldingTheLowerCaseWordAmongOthersDoesNotMatch) {
   const WindowHandle window =
-      sim::AddWindow(WindowSpec(u"Chrome_WidgetWin_1", u"Open kelvotarnel settings"));
+      sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"Open kelvotarnel settings"));
   ExistingWindowSearch search = OwnSearch();
   EXPECT_TRUE(EnumExistingWindowProc(window, &search));
   EXPECT_EQ(search.found, nullptr);
 }
 
 TEST_F(EnumExistingWindowProcTest, LowerCaseWordAloneMatchesByTheExactCaseFreeTest) {
-  const WindowHandle window = sim::AddWindow(WindowSpec(u"Chrome_WidgetWin_1", u"kelvotarnel"));
+  const WindowHandle window =
+      sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"kelvotarnel"));
   ExistingWindowSearch search = OwnSearch();
   EXPECT_FALSE(EnumExistingWindowProc(window, &search));
   EXPECT_EQ(search.found, window);
 }
 
 TEST_F(EnumExistingWindowProcTest, OtherProgramsWindowGoesOn) {
-  const WindowHandle window = sim::AddWindow(WindowSpec(u"Notepad", u"Untitled - Notepad"));
+  const WindowHandle window = sim::AddDesktopWindow(WindowSpec(u"Notepad", u"Untitled - Notepad"));
   ExistingWindowSearch search = OwnSearch();
   EXPECT_TRUE(EnumExistingWindowProc(window, &search));
   EXPECT_EQ(search.found, nullptr);
 }
 
 TEST_F(EnumExistingWindowProcTest, ReadsClassWith128AndTitleWith256Characters) {
-  const WindowHandle window = sim::AddWindow(WindowSpec(u"Notepad", u"Untitled - Notepad"));
+  const WindowHandle window = sim::AddDesktopWindow(WindowSpec(u"Notepad", u"Untitled - Notepad"));
   ExistingWindowSearch search = OwnSearch();
   EnumExistingWindowProc(window, &search);
-  EXPECT_EQ(sim::QueryCount("GetClassNameW 128"), 1);
-  EXPECT_EQ(sim::QueryCount("GetWindowTextW 256"), 1);
+  ASSERT_EQ(sim::Label(window), "w1");
+  EXPECT_EQ(sim::QueryCount("GetClassNameW w1 128"), 1);
+  EXPECT_EQ(sim::QueryCount("GetWindowTextW w1 256"), 1);
 }
 
 TEST_F(EnumExistingWindowProcTest, TitlePartBeyondTheFirst255CharactersIsNotSeen) {
   const std::u16string cut = std::u16string(245, u'x') + u"KelvoTarnel";   // 256 long
   const std::u16string fits = std::u16string(244, u'x') + u"KelvoTarnel";  // 255 long
-  const WindowHandle cutWindow = sim::AddWindow(WindowSpec(u"Chrome_WidgetWin_1", cut));
-  const WindowHandle fitsWindow = sim::AddWindow(WindowSpec(u"Chrome_WidgetWin_1", fits));
+  const WindowHandle cutWindow = sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", cut));
+  const WindowHandle fitsWindow = sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", fits));
   ExistingWindowSearch search = OwnSearch();
   EXPECT_TRUE(EnumExistingWindowProc(cutWindow, &search));
   EXPECT_FALSE(EnumExistingWindowProc(fitsWindow, &search));
@@ -369,71 +389,77 @@ TEST_F(FindExistingWindowTest, SearchesClassThenTitlesThenEnumeratesWhenNothingI
 }
 
 TEST_F(FindExistingWindowTest, ClassHitEndsThePassFirst) {
-  sim::AddWindow(WindowSpec(u"Chrome_WidgetWin_1", u"ZMS"));
-  const WindowHandle main = sim::AddWindow(WindowSpec(u"FLUTTER_RUNNER_WIN32_WINDOW", u"Other"));
-  sim::AddWindow(WindowSpec(u"Chrome_WidgetWin_1", u"ZMS"));
+  sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"ZMS"));
+  const WindowHandle main =
+      sim::AddDesktopWindow(WindowSpec(u"FLUTTER_RUNNER_WIN32_WINDOW", u"Other"));
+  sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"ZMS"));
   EXPECT_EQ(FindExistingWindow(), main);
   EXPECT_THAT(Calls(), ElementsAre("FindWindowW class FLUTTER_RUNNER_WIN32_WINDOW"));
 }
 
 TEST_F(FindExistingWindowTest, ClassHitThatIsNoLongerAWindowFallsThroughToTheTitle) {
-  const WindowHandle main = sim::AddWindow(WindowSpec(u"FLUTTER_RUNNER_WIN32_WINDOW", u"Other"));
-  const WindowHandle zms = sim::AddWindow(WindowSpec(u"Chrome_WidgetWin_1", u"ZMS"));
+  const WindowHandle main =
+      sim::AddDesktopWindow(WindowSpec(u"FLUTTER_RUNNER_WIN32_WINDOW", u"Other"));
+  const WindowHandle zms = sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"ZMS"));
   sim::SetCallHook([main](const std::string& entry) {
-    if (entry == "FindWindowW class FLUTTER_RUNNER_WIN32_WINDOW") sim::DestroyWindow(main);
+    if (entry == "FindWindowW class FLUTTER_RUNNER_WIN32_WINDOW") sim::DestroyDesktopWindow(main);
   });
   EXPECT_EQ(FindExistingWindow(), zms);
 }
 
 TEST_F(FindExistingWindowTest, ZmsTitleHitIsTakenWithoutAskingIsWindow) {
-  const WindowHandle zms = sim::AddWindow(WindowSpec(u"Chrome_WidgetWin_1", u"ZMS"));
+  const WindowHandle zms = sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"ZMS"));
   sim::SetCallHook([zms](const std::string& entry) {
-    if (entry == "FindWindowW title ZMS") sim::DestroyWindow(zms);
+    if (entry == "FindWindowW title ZMS") sim::DestroyDesktopWindow(zms);
   });
   EXPECT_EQ(FindExistingWindow(), zms);
   EXPECT_EQ(CountOf("EnumWindows"), 0);
 }
 
 TEST_F(FindExistingWindowTest, KelvoTarnelTitleHitThatIsNoLongerAWindowFallsThrough) {
-  const WindowHandle named = sim::AddWindow(WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel"));
+  const WindowHandle named =
+      sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel"));
   sim::SetCallHook([named](const std::string& entry) {
-    if (entry == "FindWindowW title KelvoTarnel") sim::DestroyWindow(named);
+    if (entry == "FindWindowW title KelvoTarnel") sim::DestroyDesktopWindow(named);
   });
   EXPECT_EQ(FindExistingWindow(), nullptr);
   EXPECT_EQ(CountOf("EnumWindows"), 1);
 }
 
 TEST_F(FindExistingWindowTest, KelvoTarnelTitleIsFoundBeforeTheEnumeration) {
-  const WindowHandle named = sim::AddWindow(WindowSpec(u"Chrome_WidgetWin_1", u"kelvotarnel"));
+  const WindowHandle named =
+      sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"kelvotarnel"));
   EXPECT_EQ(FindExistingWindow(), named);
   EXPECT_EQ(CountOf("EnumWindows"), 0);
 }
 
 TEST_F(FindExistingWindowTest, ClassAndTitleSearchesFindTheOwnProcessToo) {
-  const WindowHandle own = sim::AddWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
+  const WindowHandle own =
+      sim::AddDesktopWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
   EXPECT_EQ(FindExistingWindow(), own);
 }
 
 TEST_F(FindExistingWindowTest, EnumerationSkipsTheOwnProcess) {
-  sim::AddWindow(WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel Console", sim::kOwnProcessId));
+  sim::AddDesktopWindow(
+      WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel Console", sim::kOwnProcessId));
   EXPECT_EQ(FindExistingWindow(), nullptr);
 }
 
 TEST_F(FindExistingWindowTest, EnumerationFindsATitleHoldingKelvoTarnel) {
   const WindowHandle console =
-      sim::AddWindow(WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel Console"));
+      sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel Console"));
   EXPECT_EQ(FindExistingWindow(), console);
 }
 
 TEST_F(FindExistingWindowTest, LockWindowIsNeverFound) {
-  sim::AddWindow(WindowSpec(u"KelvoTarnelNativeLockWindow", u"KelvoTarnel Lock"));
+  sim::AddDesktopWindow(WindowSpec(u"KelvoTarnelNativeLockWindow", u"KelvoTarnel Lock"));
   EXPECT_EQ(FindExistingWindow(), nullptr);
 }
 
 TEST_F(FindExistingWindowTest, WindowOfAnotherSessionIsSkipped) {
   const WindowHandle sameSession =
-      sim::AddWindow(WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel Console", 300));
-  sim::AddWindow(WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel Console", 400));
+      sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel Console", 300));
+  sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel Console", 400));
   sim::SetSessionOf(400, 2);
   EXPECT_EQ(FindExistingWindow(), sameSession);
 }
@@ -441,24 +467,28 @@ TEST_F(FindExistingWindowTest, WindowOfAnotherSessionIsSkipped) {
 TEST_F(FindExistingWindowTest, UnknownOwnSessionSkipsEveryWindowWhoseSessionIsKnown) {
   sim::SetSessionOf(sim::kOwnProcessId, std::nullopt);
   const WindowHandle unknown =
-      sim::AddWindow(WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel Console", 300));
+      sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel Console", 300));
   sim::SetSessionOf(300, std::nullopt);
-  sim::AddWindow(WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel Console", 400));
+  sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel Console", 400));
   EXPECT_EQ(FindExistingWindow(), unknown);
 }
 
 TEST_F(FindExistingWindowTest, EnumerationTakesTheTopmostHit) {
-  sim::AddWindow(WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel Console", 300));
-  const WindowHandle top = sim::AddWindow(WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel Help"));
+  sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel Console", 300));
+  const WindowHandle top =
+      sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel Help"));
   EXPECT_EQ(FindExistingWindow(), top);
-  EXPECT_EQ(sim::QueryCount("GetWindowTextW 256"), 1) << "the walk stops at the first hit";
+  EXPECT_EQ(sim::QueryCount("GetWindowTextW " + sim::Label(top) + " 256"), 1);
+  EXPECT_EQ(TitleReads(), 1) << "the walk stops at the first hit";
 }
 
 TEST_F(FindExistingWindowTest, WindowGoneDuringTheWalkIsPassedOver) {
-  const WindowHandle gone = sim::AddWindow(WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel A"));
-  const WindowHandle later = sim::AddWindow(WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel B"));
+  const WindowHandle gone =
+      sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel A"));
+  const WindowHandle later =
+      sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel B"));
   sim::SetCallHook([later](const std::string& entry) {
-    if (entry == "EnumWindows") sim::DestroyWindow(later);
+    if (entry == "EnumWindows") sim::DestroyDesktopWindow(later);
   });
   EXPECT_EQ(FindExistingWindow(), gone);
 }
@@ -473,7 +503,7 @@ TEST_F(FindExistingWindowWithRetryTest, TwelvePassesEachFollowedBy120Ms) {
 }
 
 TEST_F(FindExistingWindowWithRetryTest, HitOnTheFirstPassDoesNotSleep) {
-  const WindowHandle main = sim::AddWindow(MainWindowSpec());
+  const WindowHandle main = sim::AddDesktopWindow(MainWindowSpec());
   EXPECT_EQ(FindExistingWindowWithRetry(), main);
   EXPECT_TRUE(sim::Sleeps().empty());
 }
@@ -481,7 +511,7 @@ TEST_F(FindExistingWindowWithRetryTest, HitOnTheFirstPassDoesNotSleep) {
 TEST_F(FindExistingWindowWithRetryTest, WindowThatComesUpLaterEndsTheRetries) {
   WindowHandle main = nullptr;
   sim::SetSleepHook([&main](unsigned) {
-    if (sim::Sleeps().size() == 3) main = sim::AddWindow(MainWindowSpec());
+    if (sim::Sleeps().size() == 3) main = sim::AddDesktopWindow(MainWindowSpec());
   });
   const WindowHandle found = FindExistingWindowWithRetry();
   EXPECT_NE(found, nullptr);
@@ -540,55 +570,60 @@ TEST_F(SendActivationRequestTest, FailedWriteIsFalseAndStillClosesThePipe) {
 // ---- ForceForegroundWindow ----
 
 TEST_F(ForceForegroundWindowTest, NotAWindowIsFalseAndTouchesNothing) {
-  sim::DestroyWindow(target_);
+  sim::DestroyDesktopWindow(target_);
   EXPECT_FALSE(ForceForegroundWindow(target_));
   EXPECT_TRUE(ForegroundCalls().empty());
-  EXPECT_EQ(sim::Foreground(), notepad_);
+  EXPECT_EQ(sim::ForegroundWindow(), notepad_);
 }
 
 TEST_F(ForceForegroundWindowTest, ShowsRaisesAndTakesTheForegroundWithInputAttached) {
   EXPECT_TRUE(ForceForegroundWindow(target_));
-  EXPECT_THAT(ForegroundCalls(),
-              ElementsAre("ShowWindow #2 5", "SetWindowPos #2 TOP 67", "ShowWindowAsync #2 5",
-                          "AttachThreadInput 3001 2001 1", "SetForegroundWindow #2",
-                          "BringWindowToTop #2", "AttachThreadInput 3001 2001 0"));
-  EXPECT_EQ(sim::Foreground(), target_);
+  EXPECT_THAT(
+      ForegroundCalls(),
+      ElementsAre("ShowWindow w2 5", "SetWindowPos w2 TOP 0,0 0x0 67", "ShowWindowAsync w2 5",
+                  "AttachThreadInput 3001 2001 1", "SetForegroundWindow w2", "BringWindowToTop w2",
+                  "AttachThreadInput 3001 2001 0"));
+  EXPECT_EQ(sim::ForegroundWindow(), target_);
   EXPECT_TRUE(sim::AttachedInputs().empty());
 }
 
 TEST_F(ForceForegroundWindowTest, HiddenWindowIsShown) {
-  sim::WindowSpec hidden = MainWindowSpec();
+  sim::DesktopWindow hidden = MainWindowSpec();
   hidden.visible = false;
-  const WindowHandle window = sim::AddWindow(hidden);
+  const WindowHandle window = sim::AddDesktopWindow(hidden);
   EXPECT_TRUE(ForceForegroundWindow(window));
-  EXPECT_TRUE(sim::IsVisible(window));
+  ASSERT_TRUE(sim::Window(window));
+  EXPECT_TRUE(sim::Window(window)->visible);
 }
 
 TEST_F(ForceForegroundWindowTest, IconicWindowIsRestoredThenShownAsItNowIs) {
-  sim::WindowSpec iconic = MainWindowSpec();
+  sim::DesktopWindow iconic = MainWindowSpec();
   iconic.iconic = true;
-  const WindowHandle window = sim::AddWindow(iconic);  // #3
+  const WindowHandle window = sim::AddDesktopWindow(iconic);  // w3
   EXPECT_TRUE(ForceForegroundWindow(window));
   const Lines calls = ForegroundCalls();
   ASSERT_GE(calls.size(), 3u);
-  EXPECT_THAT(Lines(calls.begin(), calls.begin() + 3),
-              ElementsAre("ShowWindow #3 9", "SetWindowPos #3 TOP 67", "ShowWindowAsync #3 5"));
-  EXPECT_FALSE(sim::IsIconicWindow(window));
+  EXPECT_THAT(
+      Lines(calls.begin(), calls.begin() + 3),
+      ElementsAre("ShowWindow w3 9", "SetWindowPos w3 TOP 0,0 0x0 67", "ShowWindowAsync w3 5"));
+  ASSERT_TRUE(sim::Window(window));
+  EXPECT_FALSE(sim::Window(window)->iconic);
 }
 
 TEST_F(ForceForegroundWindowTest, WindowStillIconicAfterShowWindowIsRestoredAgainAsync) {
-  sim::WindowSpec iconic = MainWindowSpec();
+  sim::DesktopWindow iconic = MainWindowSpec();
   iconic.iconic = true;
-  const WindowHandle window = sim::AddWindow(iconic);  // #3
-  // Its thread has not caught up: still minimised after the first call.
-  sim::SetCallHook([window](const std::string& entry) {
-    if (entry == "ShowWindow #3 9") {
-      sim::SetCallHook(nullptr);
+  const WindowHandle window = sim::AddDesktopWindow(iconic);  // w3
+  // Its thread has not caught up: still minimised after the first call. The desktop's hook runs
+  // once that call is done.
+  sim::SetDesktopCallHook([window](std::string_view call, WindowHandle target) {
+    if (call == "ShowWindow" && target == window) {
+      sim::SetDesktopCallHook(nullptr);
       platform::ShowWindow(window, 6);
     }
   });
   ForceForegroundWindow(window);
-  EXPECT_EQ(CountOf("ShowWindowAsync #3 9"), 1);
+  EXPECT_EQ(CountOf("ShowWindowAsync w3 9"), 1);
 }
 
 TEST_F(ForceForegroundWindowTest, EscalatesToSwitchToThisWindow) {
@@ -596,9 +631,9 @@ TEST_F(ForceForegroundWindowTest, EscalatesToSwitchToThisWindow) {
   EXPECT_TRUE(ForceForegroundWindow(target_));
   EXPECT_THAT(
       ForegroundCalls(),
-      ElementsAre("ShowWindow #2 5", "SetWindowPos #2 TOP 67", "ShowWindowAsync #2 5",
-                  "AttachThreadInput 3001 2001 1", "SetForegroundWindow #2", "BringWindowToTop #2",
-                  "SwitchToThisWindow #2 1", "AttachThreadInput 3001 2001 0"));
+      ElementsAre("ShowWindow w2 5", "SetWindowPos w2 TOP 0,0 0x0 67", "ShowWindowAsync w2 5",
+                  "AttachThreadInput 3001 2001 1", "SetForegroundWindow w2", "BringWindowToTop w2",
+                  "SwitchToThisWindow w2 1", "AttachThreadInput 3001 2001 0"));
 }
 
 TEST_F(ForceForegroundWindowTest, EscalatesToAnAltTapAndAnotherSetForegroundWindow) {
@@ -606,10 +641,10 @@ TEST_F(ForceForegroundWindowTest, EscalatesToAnAltTapAndAnotherSetForegroundWind
   EXPECT_TRUE(ForceForegroundWindow(target_));
   EXPECT_THAT(
       ForegroundCalls(),
-      ElementsAre("ShowWindow #2 5", "SetWindowPos #2 TOP 67", "ShowWindowAsync #2 5",
-                  "AttachThreadInput 3001 2001 1", "SetForegroundWindow #2", "BringWindowToTop #2",
-                  "SwitchToThisWindow #2 1", "SendInput VK18 down, VK18 up",
-                  "SetForegroundWindow #2", "AttachThreadInput 3001 2001 0"));
+      ElementsAre("ShowWindow w2 5", "SetWindowPos w2 TOP 0,0 0x0 67", "ShowWindowAsync w2 5",
+                  "AttachThreadInput 3001 2001 1", "SetForegroundWindow w2", "BringWindowToTop w2",
+                  "SwitchToThisWindow w2 1", "SendInput VK18 down, VK18 up",
+                  "SetForegroundWindow w2", "AttachThreadInput 3001 2001 0"));
 }
 
 TEST_F(ForceForegroundWindowTest, EscalatesToTheTopmostRaise) {
@@ -617,18 +652,20 @@ TEST_F(ForceForegroundWindowTest, EscalatesToTheTopmostRaise) {
   EXPECT_TRUE(ForceForegroundWindow(target_));
   EXPECT_THAT(
       ForegroundCalls(),
-      ElementsAre("ShowWindow #2 5", "SetWindowPos #2 TOP 67", "ShowWindowAsync #2 5",
-                  "AttachThreadInput 3001 2001 1", "SetForegroundWindow #2", "BringWindowToTop #2",
-                  "SwitchToThisWindow #2 1", "SendInput VK18 down, VK18 up",
-                  "SetForegroundWindow #2", "SetWindowPos #2 TOPMOST 67", "BringWindowToTop #2",
-                  "SetWindowPos #2 NOTOPMOST 67", "AttachThreadInput 3001 2001 0"));
-  EXPECT_FALSE(sim::IsTopmost(target_)) << "the window does not stay topmost";
+      ElementsAre("ShowWindow w2 5", "SetWindowPos w2 TOP 0,0 0x0 67", "ShowWindowAsync w2 5",
+                  "AttachThreadInput 3001 2001 1", "SetForegroundWindow w2", "BringWindowToTop w2",
+                  "SwitchToThisWindow w2 1", "SendInput VK18 down, VK18 up",
+                  "SetForegroundWindow w2", "SetWindowPos w2 TOPMOST 0,0 0x0 67",
+                  "BringWindowToTop w2", "SetWindowPos w2 NOTOPMOST 0,0 0x0 67",
+                  "AttachThreadInput 3001 2001 0"));
+  ASSERT_TRUE(sim::Window(target_));
+  EXPECT_FALSE(sim::Window(target_)->topmost) << "the window does not stay topmost";
 }
 
 TEST_F(ForceForegroundWindowTest, AttachedInputLetsTheFirstSetForegroundWindowThrough) {
   sim::SetForegroundYieldsTo(sim::ForegroundYieldsTo::kAttachedInput);
   EXPECT_TRUE(ForceForegroundWindow(target_));
-  EXPECT_EQ(CountOf("SwitchToThisWindow #2 1"), 0);
+  EXPECT_EQ(CountOf("SwitchToThisWindow w2 1"), 0);
 }
 
 TEST_F(ForceForegroundWindowTest, RefusedForegroundRunsEveryStepDetachesAndIsFalse) {
@@ -636,13 +673,14 @@ TEST_F(ForceForegroundWindowTest, RefusedForegroundRunsEveryStepDetachesAndIsFal
   EXPECT_FALSE(ForceForegroundWindow(target_));
   EXPECT_THAT(
       ForegroundCalls(),
-      ElementsAre("ShowWindow #2 5", "SetWindowPos #2 TOP 67", "ShowWindowAsync #2 5",
-                  "AttachThreadInput 3001 2001 1", "SetForegroundWindow #2", "BringWindowToTop #2",
-                  "SwitchToThisWindow #2 1", "SendInput VK18 down, VK18 up",
-                  "SetForegroundWindow #2", "SetWindowPos #2 TOPMOST 67", "BringWindowToTop #2",
-                  "SetWindowPos #2 NOTOPMOST 67", "AttachThreadInput 3001 2001 0"));
+      ElementsAre("ShowWindow w2 5", "SetWindowPos w2 TOP 0,0 0x0 67", "ShowWindowAsync w2 5",
+                  "AttachThreadInput 3001 2001 1", "SetForegroundWindow w2", "BringWindowToTop w2",
+                  "SwitchToThisWindow w2 1", "SendInput VK18 down, VK18 up",
+                  "SetForegroundWindow w2", "SetWindowPos w2 TOPMOST 0,0 0x0 67",
+                  "BringWindowToTop w2", "SetWindowPos w2 NOTOPMOST 0,0 0x0 67",
+                  "AttachThreadInput 3001 2001 0"));
   EXPECT_TRUE(sim::AttachedInputs().empty());
-  EXPECT_EQ(sim::Foreground(), notepad_);
+  EXPECT_EQ(sim::ForegroundWindow(), notepad_);
 }
 
 TEST_F(ForceForegroundWindowTest, NoInputIsAttachedWithoutAForegroundWindow) {
@@ -652,7 +690,7 @@ TEST_F(ForceForegroundWindowTest, NoInputIsAttachedWithoutAForegroundWindow) {
 }
 
 TEST_F(ForceForegroundWindowTest, NoInputIsAttachedWhenTheForegroundIsOnTheTargetsThread) {
-  const WindowHandle sibling = sim::AddWindow(MainWindowSpec());
+  const WindowHandle sibling = sim::AddDesktopWindow(MainWindowSpec());
   sim::SetForeground(sibling);
   EXPECT_TRUE(ForceForegroundWindow(target_));
   EXPECT_EQ(CountStartingWith("AttachThreadInput"), 0);
@@ -668,8 +706,8 @@ TEST_F(ForceForegroundWindowTest, NoDetachWhenTheAttachFailed) {
 
 TEST_F(ForceForegroundWindowTest, WindowDestroyedOnTheWayIsFalse) {
   const WindowHandle target = target_;
-  sim::SetCallHook([target](const std::string& entry) {
-    if (entry == "BringWindowToTop #2") sim::DestroyWindow(target);
+  sim::SetDesktopCallHook([target](std::string_view call, WindowHandle window) {
+    if (call == "BringWindowToTop" && window == target) sim::DestroyDesktopWindow(target);
   });
   EXPECT_FALSE(ForceForegroundWindow(target_));
   EXPECT_TRUE(sim::AttachedInputs().empty());
@@ -678,11 +716,11 @@ TEST_F(ForceForegroundWindowTest, WindowDestroyedOnTheWayIsFalse) {
 // ---- ActivateRunningInstance ----
 
 TEST_F(ActivateRunningInstanceTest, PipeRequestAndWindowActivateAtOnce) {
-  const WindowHandle main = sim::AddWindow(MainWindowSpec());
+  const WindowHandle main = sim::AddDesktopWindow(MainWindowSpec());
   EXPECT_EQ(ActivateRunningInstance(mutex_), 0);
   EXPECT_FALSE(mutex_);
   EXPECT_EQ(sim::OpenMutexCount(), 0);
-  EXPECT_EQ(sim::Foreground(), main);
+  EXPECT_EQ(sim::ForegroundWindow(), main);
   EXPECT_THAT(sim::DeliveredRequests(), ElementsAre("SHOW"));
   EXPECT_EQ(CountOf("AllowSetForegroundWindow 200"), 1);
   EXPECT_THAT(LogLines(), ElementsAre("Application exiting (activated existing instance)"));
@@ -690,10 +728,10 @@ TEST_F(ActivateRunningInstanceTest, PipeRequestAndWindowActivateAtOnce) {
 }
 
 TEST_F(ActivateRunningInstanceTest, ForegroundIsAllowedThenTheMutexClosedThenTheLineWritten) {
-  sim::AddWindow(MainWindowSpec());
+  sim::AddDesktopWindow(MainWindowSpec());
   ActivateRunningInstance(mutex_);
   const auto allow = PositionOf("AllowSetForegroundWindow 200");
-  const auto close = PositionOf("CloseHandle");
+  const auto close = PositionOf("CloseHandle mutex");
   const auto line = PositionOf("Application exiting (activated existing instance)");
   ASSERT_GE(allow, 0);
   EXPECT_LT(allow, close);
@@ -701,10 +739,10 @@ TEST_F(ActivateRunningInstanceTest, ForegroundIsAllowedThenTheMutexClosedThenThe
 }
 
 TEST_F(ActivateRunningInstanceTest, WithoutAPipeServerTheFoundWindowIsStillForced) {
-  const WindowHandle main = sim::AddWindow(MainWindowSpec());
+  const WindowHandle main = sim::AddDesktopWindow(MainWindowSpec());
   sim::SetPipeServerListening(false);
   EXPECT_EQ(ActivateRunningInstance(mutex_), 0);
-  EXPECT_EQ(sim::Foreground(), main);
+  EXPECT_EQ(sim::ForegroundWindow(), main);
   EXPECT_EQ(sim::Sleeps(), SleepsOf(20, 120)) << "only the pipe's retries";
   EXPECT_THAT(LogLines(), ElementsAre("Application exiting (activated existing instance)"));
 }
@@ -712,22 +750,22 @@ TEST_F(ActivateRunningInstanceTest, WithoutAPipeServerTheFoundWindowIsStillForce
 TEST_F(ActivateRunningInstanceTest, NoAllowSetForegroundWindowWhenTheFirstSearchFoundNothing) {
   WindowHandle main = nullptr;
   sim::SetCallHook([&main](const std::string& entry) {
-    if (entry == "WriteFile SHOW" && !main) main = sim::AddWindow(MainWindowSpec());
+    if (entry == "WriteFile SHOW" && !main) main = sim::AddDesktopWindow(MainWindowSpec());
   });
   EXPECT_EQ(ActivateRunningInstance(mutex_), 0);
-  EXPECT_EQ(sim::Foreground(), main);
+  EXPECT_EQ(sim::ForegroundWindow(), main);
   EXPECT_EQ(CountStartingWith("AllowSetForegroundWindow"), 0);
 }
 
 TEST_F(ActivateRunningInstanceTest, FirstWindowWithoutAProcessIdGetsNoAllowSetForegroundWindow) {
-  const WindowHandle orphan = sim::AddWindow(WindowSpec(u"Chrome_WidgetWin_1", u"ZMS", 0));
+  const WindowHandle orphan = sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"ZMS", 0));
   EXPECT_EQ(ActivateRunningInstance(mutex_), 0);
-  EXPECT_EQ(sim::Foreground(), orphan);
+  EXPECT_EQ(sim::ForegroundWindow(), orphan);
   EXPECT_EQ(CountStartingWith("AllowSetForegroundWindow"), 0);
 }
 
 TEST_F(ActivateRunningInstanceTest, RefusedForegroundMakesEightAttemptsThenShowsDirectly) {
-  sim::AddWindow(MainWindowSpec());
+  sim::AddDesktopWindow(MainWindowSpec());
   sim::SetForegroundYieldsTo(sim::ForegroundYieldsTo::kNothing);
   EXPECT_EQ(ActivateRunningInstance(mutex_), 0);
   EXPECT_FALSE(mutex_);
@@ -740,11 +778,11 @@ TEST_F(ActivateRunningInstanceTest, RefusedForegroundMakesEightAttemptsThenShows
 }
 
 TEST_F(ActivateRunningInstanceTest, DirectShowClosesTheMutexBetweenItsTwoLines) {
-  sim::AddWindow(MainWindowSpec());
+  sim::AddDesktopWindow(MainWindowSpec());
   sim::SetForegroundYieldsTo(sim::ForegroundYieldsTo::kNothing);
   ActivateRunningInstance(mutex_);
   const auto applied = PositionOf("Applied direct show/focus to existing window");
-  const auto close = PositionOf("CloseHandle");
+  const auto close = PositionOf("CloseHandle mutex");
   const auto exiting = PositionOf("Application exiting (another instance found)");
   ASSERT_GE(applied, 0);
   EXPECT_LT(applied, close);
@@ -754,10 +792,10 @@ TEST_F(ActivateRunningInstanceTest, DirectShowClosesTheMutexBetweenItsTwoLines) 
 TEST_F(ActivateRunningInstanceTest, WindowComingUpOnALaterAttemptIsActivated) {
   WindowHandle main = nullptr;
   sim::SetSleepHook([&main](unsigned) {
-    if (sim::Sleeps().size() == 20) main = sim::AddWindow(MainWindowSpec());
+    if (sim::Sleeps().size() == 20) main = sim::AddDesktopWindow(MainWindowSpec());
   });
   EXPECT_EQ(ActivateRunningInstance(mutex_), 0);
-  EXPECT_EQ(sim::Foreground(), main);
+  EXPECT_EQ(sim::ForegroundWindow(), main);
   // First attempt: 12 passes and the pause; the second finds it after its eighth pass.
   EXPECT_EQ(sim::Sleeps(), SleepsOf(20, 120));
   EXPECT_EQ(sim::DeliveredRequests().size(), 2u);
@@ -775,7 +813,7 @@ TEST_F(ActivateRunningInstanceTest,
                                       "No target window found; continuing to run foreground "
                                       "instance"));
   EXPECT_LT(PositionOf("No target window found; continuing to run foreground instance"),
-            PositionOf("CloseHandle"));
+            PositionOf("CloseHandle mutex"));
 }
 
 TEST_F(ActivateRunningInstanceTest, SecondLaunchEndsWithinItsSleepBound) {
@@ -790,31 +828,31 @@ TEST_F(ActivateRunningInstanceTest, SecondLaunchEndsWithinItsSleepBound) {
 
 TEST_F(ActivateRunningInstanceTest, InstanceInAnotherSessionIsNoTargetAndThisOneRunsOn) {
   // The pipe is machine-wide and reaches the other session's instance; its window is not ours.
-  sim::AddWindow(WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel Console", 400));
+  sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel Console", 400));
   sim::SetSessionOf(400, 2);
   EXPECT_EQ(ActivateRunningInstance(mutex_), std::nullopt);
   EXPECT_FALSE(mutex_);
-  EXPECT_EQ(sim::Foreground(), nullptr);
+  EXPECT_EQ(sim::ForegroundWindow(), nullptr);
 }
 
 TEST_F(ActivateRunningInstanceTest, OtherPipeErrorGoesStraightToTheSearch) {
-  const WindowHandle main = sim::AddWindow(MainWindowSpec());
+  const WindowHandle main = sim::AddDesktopWindow(MainWindowSpec());
   sim::ScriptPipeOpens({5});
   EXPECT_EQ(ActivateRunningInstance(mutex_), 0);
-  EXPECT_EQ(sim::Foreground(), main);
+  EXPECT_EQ(sim::ForegroundWindow(), main);
   EXPECT_TRUE(sim::Sleeps().empty());
 }
 
 // ---- The mutex step ahead of the activation (instance_mutex.cpp) ----
 
 TEST_F(SingleInstanceTest, GlobalMutexDeniedLocalMutexStillHandsOverInTheSession) {
-  const WindowHandle main = sim::AddWindow(MainWindowSpec());
+  const WindowHandle main = sim::AddDesktopWindow(MainWindowSpec());
   sim::SetMutexBehaviour({.globalFails = true, .globalError = 5, .alreadyExists = true});
-  InstanceMutex mutex;
+  platform::UniqueKernelHandle mutex;
   EXPECT_EQ(AcquireInstanceMutex(mutex), 0);
   EXPECT_FALSE(mutex);
   EXPECT_EQ(sim::OpenMutexCount(), 0);
-  EXPECT_EQ(sim::Foreground(), main);
+  EXPECT_EQ(sim::ForegroundWindow(), main);
   EXPECT_THAT(LogLines(), ElementsAre("Warning: Failed to create global mutex. Error: 5",
                                       "Trying local mutex fallback...",
                                       "Another instance is already running, trying to show it...",
@@ -825,8 +863,8 @@ TEST_F(SingleInstanceTest, GlobalMutexDeniedLocalMutexStillHandsOverInTheSession
 }
 
 TEST_F(SingleInstanceTest, FirstInstanceKeepsItsMutexAndActivatesNothing) {
-  sim::AddWindow(MainWindowSpec());
-  InstanceMutex mutex;
+  sim::AddDesktopWindow(MainWindowSpec());
+  platform::UniqueKernelHandle mutex;
   EXPECT_EQ(AcquireInstanceMutex(mutex), std::nullopt);
   EXPECT_TRUE(mutex);
   EXPECT_EQ(CountStartingWith("FindWindowW"), 0);
@@ -851,23 +889,25 @@ TEST_F(IsShowRequestTest, ShorterPayloadsAndOtherWordsDoNot) {
 // ---- ActivationPipeServerThread, on the test's thread ----
 
 TEST_F(ActivationPipeServerTest, ServesEachClientOnAPipeOfItsOwnParameters) {
-  const WindowHandle main = sim::AddWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
+  const WindowHandle main =
+      sim::AddDesktopWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
   mainWindowHandle = main;
   sim::QueueClient({});
   ServeUntilPipesClosed(1);
-  EXPECT_EQ(Calls(), ServedOnePipe("PostMessageW #1 1034 0 0"));
+  EXPECT_EQ(Calls(), ServedOnePipe("PostMessageW w1 1034 0 0"));
   EXPECT_THAT(LogLines(), ElementsAre("Activation pipe server thread exiting"));
 }
 
 TEST_F(ActivationPipeServerTest, ShowRequestPostsShowWindowToTheMainWindow) {
-  const WindowHandle main = sim::AddWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
+  const WindowHandle main =
+      sim::AddDesktopWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
   mainWindowHandle = main;
   sim::QueueClient({});
   ServeUntilPipesClosed(1);
   const auto posted = sim::PostedMessages();
   ASSERT_EQ(posted.size(), 1u);
   EXPECT_EQ(posted[0].window, main);
-  EXPECT_EQ(posted[0].message, kMsgShowWindow);
+  EXPECT_EQ(posted[0].message, product::kMsgShowWindow);
   EXPECT_EQ(posted[0].message, 1034u);
   EXPECT_EQ(posted[0].wParam, 0u);
   EXPECT_EQ(posted[0].lParam, 0);
@@ -875,7 +915,7 @@ TEST_F(ActivationPipeServerTest, ShowRequestPostsShowWindowToTheMainWindow) {
 }
 
 TEST_F(ActivationPipeServerTest, PayloadOf64BytesWithShowInTheMiddleShows) {
-  mainWindowHandle = sim::AddWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
+  mainWindowHandle = sim::AddDesktopWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
   const std::string payload = std::string(30, 'x') + "SHOW" + std::string(30, 'y');
   ASSERT_EQ(payload.size(), 64u);
   sim::QueueClient({.payload = payload});
@@ -884,7 +924,7 @@ TEST_F(ActivationPipeServerTest, PayloadOf64BytesWithShowInTheMiddleShows) {
 }
 
 TEST_F(ActivationPipeServerTest, PayloadOf3BytesIsIgnored) {
-  mainWindowHandle = sim::AddWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
+  mainWindowHandle = sim::AddDesktopWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
   sim::QueueClient({.payload = "SHO"});
   ServeUntilPipesClosed(1);
   EXPECT_TRUE(sim::PostedMessages().empty());
@@ -892,7 +932,7 @@ TEST_F(ActivationPipeServerTest, PayloadOf3BytesIsIgnored) {
 }
 
 TEST_F(ActivationPipeServerTest, PayloadLongerThanTheBufferFailsTheReadAndIsIgnored) {
-  mainWindowHandle = sim::AddWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
+  mainWindowHandle = sim::AddDesktopWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
   // Even with the request at its start: a failed read is not looked into.
   sim::QueueClient({.payload = "SHOW" + std::string(61, 'x')});
   ServeUntilPipesClosed(1);
@@ -901,7 +941,7 @@ TEST_F(ActivationPipeServerTest, PayloadLongerThanTheBufferFailsTheReadAndIsIgno
 }
 
 TEST_F(ActivationPipeServerTest, PayloadWithoutTheRequestIsIgnored) {
-  mainWindowHandle = sim::AddWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
+  mainWindowHandle = sim::AddDesktopWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
   sim::QueueClient({.payload = "show"});
   sim::QueueClient({.payload = "HELLO"});
   ServeUntilPipesClosed(2);
@@ -909,7 +949,7 @@ TEST_F(ActivationPipeServerTest, PayloadWithoutTheRequestIsIgnored) {
 }
 
 TEST_F(ActivationPipeServerTest, ClientThatLeftWithoutWritingIsIgnored) {
-  mainWindowHandle = sim::AddWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
+  mainWindowHandle = sim::AddDesktopWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
   sim::QueueClient({.payload = std::nullopt});
   ServeUntilPipesClosed(1);
   EXPECT_TRUE(sim::PostedMessages().empty());
@@ -917,13 +957,14 @@ TEST_F(ActivationPipeServerTest, ClientThatLeftWithoutWritingIsIgnored) {
 }
 
 TEST_F(ActivationPipeServerTest, WithoutAMainWindowPostsToTheWindowItFinds) {
-  const WindowHandle own = sim::AddWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
+  const WindowHandle own =
+      sim::AddDesktopWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
   sim::QueueClient({});
   ServeUntilPipesClosed(1);
   const auto posted = sim::PostedMessages();
   ASSERT_EQ(posted.size(), 1u);
   EXPECT_EQ(posted[0].window, own);
-  EXPECT_EQ(posted[0].message, kMsgShowWindow);
+  EXPECT_EQ(posted[0].message, product::kMsgShowWindow);
 }
 
 TEST_F(ActivationPipeServerTest, WithoutAnyWindowPostsNothing) {
@@ -934,29 +975,29 @@ TEST_F(ActivationPipeServerTest, WithoutAnyWindowPostsNothing) {
 }
 
 TEST_F(ActivationPipeServerTest, ClientThatCameBeforeTheWaitIsServed) {
-  mainWindowHandle = sim::AddWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
+  mainWindowHandle = sim::AddDesktopWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
   sim::QueueClient({.connect = sim::IncomingClient::Connect::kBeforeTheWait});
   ServeUntilPipesClosed(1);
   EXPECT_EQ(sim::PostedMessages().size(), 1u);
 }
 
 TEST_F(ActivationPipeServerTest, FailedConnectClosesThePipeAndMakesANewOne) {
-  mainWindowHandle = sim::AddWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
+  mainWindowHandle = sim::AddDesktopWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
   sim::QueueClient({.connect = sim::IncomingClient::Connect::kFails, .connectError = 232});
   sim::QueueClient({});
   ServeUntilPipesClosed(2);
   Lines expected = {kCreatePipe, "ConnectNamedPipe", "CloseHandle pipe"};
-  const Lines served = ServedOnePipe("PostMessageW #1 1034 0 0");
+  const Lines served = ServedOnePipe("PostMessageW w1 1034 0 0");
   expected.insert(expected.end(), served.begin(), served.end());
   EXPECT_EQ(Calls(), expected);
 }
 
 TEST_F(ActivationPipeServerTest, EachClientIsServedToItsEndBeforeTheNextPipe) {
-  mainWindowHandle = sim::AddWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
+  mainWindowHandle = sim::AddDesktopWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
   sim::QueueClient({});
   sim::QueueClient({.payload = "..SHOW.."});
   ServeUntilPipesClosed(2);
-  Lines expected = ServedOnePipe("PostMessageW #1 1034 0 0");
+  Lines expected = ServedOnePipe("PostMessageW w1 1034 0 0");
   const Lines second = expected;
   expected.insert(expected.end(), second.begin(), second.end());
   EXPECT_EQ(Calls(), expected);
@@ -964,7 +1005,7 @@ TEST_F(ActivationPipeServerTest, EachClientIsServedToItsEndBeforeTheNextPipe) {
 }
 
 TEST_F(ActivationPipeServerTest, FailedCreateWaits300MsAndTriesAgain) {
-  mainWindowHandle = sim::AddWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
+  mainWindowHandle = sim::AddDesktopWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
   sim::FailPipeCreates(2);
   sim::QueueClient({});
   ServeUntilPipesClosed(1);
@@ -994,7 +1035,8 @@ TEST_F(ActivationPipeServerTest, StopFlagEndsALoopWhoseCreatesKeepFailing) {
 // ---- StartActivationPipeServer: the detached thread ----
 
 TEST_F(StartActivationPipeServerTest, StartsLogsAndDetachesAThreadThatServesThePipe) {
-  const WindowHandle main = sim::AddWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
+  const WindowHandle main =
+      sim::AddDesktopWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
   mainWindowHandle = main;
   sim::QueueClient({});
   StartActivationPipeServer();
@@ -1010,7 +1052,7 @@ TEST_F(StartActivationPipeServerTest, StartsLogsAndDetachesAThreadThatServesTheP
   const auto posted = sim::PostedMessages();
   ASSERT_EQ(posted.size(), 1u);
   EXPECT_EQ(posted[0].window, main);
-  EXPECT_EQ(posted[0].message, kMsgShowWindow);
+  EXPECT_EQ(posted[0].message, product::kMsgShowWindow);
 }
 
 TEST_F(StartActivationPipeServerTest, StoppedAndWokenThreadEndsWithItsLine) {
@@ -1024,7 +1066,7 @@ TEST_F(StartActivationPipeServerTest, StoppedAndWokenThreadEndsWithItsLine) {
 }
 
 TEST_F(StartActivationPipeServerTest, ClearsAStopFlagLeftSetBeforeStarting) {
-  mainWindowHandle = sim::AddWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
+  mainWindowHandle = sim::AddDesktopWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
   activationPipeStopFlag.store(true);
   sim::QueueClient({});
   StartActivationPipeServer();
