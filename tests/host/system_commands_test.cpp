@@ -10,7 +10,7 @@
 #include "channels/binary_messenger_impl.h"
 #include "channels/method_channel.h"
 #include "channels/standard_codec.h"
-#include "fake_messenger.h"
+#include "sim_messenger.h"
 #include "sim_platform.h"
 
 namespace {
