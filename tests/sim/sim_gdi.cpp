@@ -6,6 +6,7 @@
 
 #include "platform/gdi.h"
 #include "sim_core.h"
+#include "sim_user.h"
 
 namespace sim {
 namespace {
@@ -46,7 +47,8 @@ int OpenDcCount() {
 
 namespace platform {
 
-DcHandle GetDC(WindowHandle /*window*/) {
+DcHandle GetDC(WindowHandle window) {
+  sim::Record("GetDC " + sim::Label(window));
   const std::lock_guard guard(sim::G().lock);
   const std::uintptr_t dc = sim::G().nextDc += 8;
   sim::G().openDcs.insert(dc);

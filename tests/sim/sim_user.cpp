@@ -130,7 +130,7 @@ struct Desktop {
   std::vector<Timer> timers;
   std::uintptr_t nextThreadTimer = kThreadTimerBase;
 
-  Point cursorPos{640, 400};
+  std::optional<Point> cursorPos = Point{640, 400};
   std::optional<std::uint32_t> lastInput = 0U;
   std::map<platform::MenuHandle, std::vector<sim::MenuItem>> menus;
   std::uintptr_t nextMenu = kMenuBase;
@@ -462,7 +462,7 @@ void ResetUser() {
   d.holdQueueCreation = false;
   d.timers.clear();
   d.nextThreadTimer = kThreadTimerBase;
-  d.cursorPos = {640, 400};
+  d.cursorPos = Point{640, 400};
   d.lastInput = 0U;
   d.menus.clear();
   d.nextMenu = kMenuBase;
@@ -792,7 +792,7 @@ void WaitForWinEventsHandled() {
 
 // ---- Input, menus, the tray ----
 
-void SetCursorPos(Point point) {
+void SetCursorPos(std::optional<Point> point) {
   const std::lock_guard guard(D().lock);
   D().cursorPos = point;
 }
@@ -1801,8 +1801,8 @@ unsigned SendInput(std::span<const KeyboardInput> inputs) {
 
 bool GetCursorPos(Point* point) {
   const std::lock_guard guard(D().lock);
-  if (!point) return false;
-  *point = D().cursorPos;
+  if (!point || !D().cursorPos) return false;
+  *point = *D().cursorPos;
   return true;
 }
 
