@@ -472,7 +472,7 @@ TEST_F(FlutterWindowTest, ShowWindowMessageShowsAHiddenWindow) {
 
 TEST_F(FlutterWindowTest, RightButtonUpOnTheIconOpensTheMenuAtTheCursor) {
   ASSERT_TRUE(Create());
-  sim::SetCursorPos({1500, 1050});
+  sim::SetCursorPos(Point{1500, 1050});
   const size_t start = JournalSize();
   EXPECT_EQ(Send(product::kMsgTrayIcon, 1, kWmRButtonUp), 0);
   EXPECT_THAT(JournalFrom(start),
