@@ -105,9 +105,9 @@ LockKeyPaint PlanLockKey(const LockKey& key) {
   result.shadow = {key.rect.Offset(0, h / 24), corner, kLockKeyShadow, {1, kLockKeyShadow}};
   result.face = {key.rect, corner, colors.fill, {1, colors.border}};
   if (key.kind == LockKeyKind::kDigit) {
-    result.label = paint::Text{
-        key.label, key.rect, LockFontIndex(LockFontRole::kKeyLabel), colors.ink,
-        paint::kTextCenter | paint::kTextVCenter | paint::kTextSingleLine};
+    result.label =
+        paint::Text{key.label, key.rect, LockFontIndex(LockFontRole::kKeyLabel), colors.ink,
+                    paint::kTextCenter | paint::kTextVCenter | paint::kTextSingleLine};
   }
   result.icon = PlanKeyIcon(key, colors.ink);
   return result;

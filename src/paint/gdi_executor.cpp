@@ -48,7 +48,15 @@ class Executor {
     if (!saved) ++failures_;
     // Every text of a plan lies on what was drawn before it.
     platform::SetBkMode(dc_, platform::kTransparent);
-    for (const Op& op : plan.ops) std::visit(*this, op);
+    for (const Op& op : plan.ops) {
+      const bool clipping =
+          std::holds_alternative<PushClip>(op) || std::holds_alternative<PopClip>(op);
+      if (blocked_ > 0 && !clipping) {
+        ++failures_;
+        continue;
+      }
+      std::visit(*this, op);
+    }
     return failures_;
   }
 
@@ -104,18 +112,23 @@ class Executor {
     Count(selected && drawn);
   }
 
+  // Drawing unclipped would spill over what the clip protects: when a clip cannot be set, what
+  // lies inside it is left out.
   void operator()(const PushClip& op) {
-    const int saved = platform::SaveDC(dc_);
-    if (saved <= 0) {
-      // Unclipped drawing would spill over what the clip protects; the matching PopClip still
-      // comes and must find something to end.
-      clips_.push_back(0);
-      ++failures_;
+    if (blocked_ > 0) {
+      clips_.push_back({0, true});
+      ++blocked_;
       return;
     }
-    clips_.push_back(saved);
-    Count(platform::IntersectClipRect(dc_, op.rect.left, op.rect.top, op.rect.right,
-                                      op.rect.bottom) != platform::kRegionError);
+    const int saved = platform::SaveDC(dc_);
+    const bool clipped =
+        saved > 0 && platform::IntersectClipRect(dc_, op.rect.left, op.rect.top, op.rect.right,
+                                                 op.rect.bottom) != platform::kRegionError;
+    clips_.push_back({saved, !clipped});
+    if (!clipped) {
+      ++blocked_;
+      ++failures_;
+    }
   }
 
   void operator()(const PopClip& /*op*/) {
@@ -124,9 +137,10 @@ class Executor {
       ++failures_;
       return;
     }
-    const int saved = clips_.back();
+    const Clip clip = clips_.back();
     clips_.pop_back();
-    if (saved > 0) Count(platform::RestoreDC(dc_, saved));
+    if (clip.blocked) --blocked_;
+    if (clip.saved > 0) Count(platform::RestoreDC(dc_, clip.saved));
   }
 
  private:
@@ -148,9 +162,15 @@ class Executor {
     if (!drawn) ++failures_;
   }
 
+  struct Clip {
+    int saved;     // SaveDC's level to go back to; 0 when nothing was saved
+    bool blocked;  // the clip is not in force: nothing inside it is drawn
+  };
+
   platform::DcHandle dc_;
   Fonts fonts_;
-  std::vector<int> clips_;
+  std::vector<Clip> clips_;
+  int blocked_ = 0;
   std::size_t failures_ = 0;
 };
 

@@ -10,13 +10,17 @@
 
 namespace paint {
 
-using UniqueBrush = UniqueHandle<platform::ClosingTraits<platform::BrushHandle, &platform::DeleteObject>>;
-using UniquePen = UniqueHandle<platform::ClosingTraits<platform::PenHandle, &platform::DeleteObject>>;
-using UniqueFont = UniqueHandle<platform::ClosingTraits<platform::FontHandle, &platform::DeleteObject>>;
+using UniqueBrush =
+    UniqueHandle<platform::ClosingTraits<platform::BrushHandle, &platform::DeleteObject>>;
+using UniquePen =
+    UniqueHandle<platform::ClosingTraits<platform::PenHandle, &platform::DeleteObject>>;
+using UniqueFont =
+    UniqueHandle<platform::ClosingTraits<platform::FontHandle, &platform::DeleteObject>>;
 using UniqueBitmap =
     UniqueHandle<platform::ClosingTraits<platform::BitmapHandle, &platform::DeleteObject>>;
 // CreateCompatibleDC's: deleted, never released.
-using UniqueMemoryDc = UniqueHandle<platform::ClosingTraits<platform::DcHandle, &platform::DeleteDC>>;
+using UniqueMemoryDc =
+    UniqueHandle<platform::ClosingTraits<platform::DcHandle, &platform::DeleteDC>>;
 
 // GetDC / ReleaseDC: the release needs the window as well as the DC.
 class WindowDc {

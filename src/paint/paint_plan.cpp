@@ -45,15 +45,17 @@ struct Describer {
     for (std::size_t i = 0; i < op.strokes.size(); ++i) {
       if (i > 0) line += " |";
       for (const Point& point : op.strokes[i]) {
-        line += " " + std::to_string(point.x) + "," + std::to_string(point.y);
+        line += ' ';
+        line += std::to_string(point.x);
+        line += ',';
+        line += std::to_string(point.y);
       }
     }
     return line;
   }
   std::string operator()(const Text& op) const {
     return "text font=" + std::to_string(op.font) + " ink=" + Hex(op.ink) +
-           " format=" + Format(op.format) + " " + Coordinates(op.rect) + " " +
-           WideToUtf8(op.text);
+           " format=" + Format(op.format) + " " + Coordinates(op.rect) + " " + WideToUtf8(op.text);
   }
   std::string operator()(const PushClip& op) const { return "clip " + Coordinates(op.rect); }
   std::string operator()(const PopClip& /*op*/) const { return "unclip"; }
@@ -70,12 +72,12 @@ void AddScrolledText(Plan& plan, const Rect& box, std::u16string_view text, int 
   plan.ops.emplace_back(PushClip{box});
   // Without DT_NOCLIP DrawTextW would cut the text at its own rectangle, which starts left of the
   // box once the text has moved; the clip alone decides what shows.
-  plan.ops.emplace_back(Text{std::u16string(text),
-                             {box.left - offset, box.top, box.right, box.bottom},
-                             font,
-                             ink,
-                             kTextLeft | kTextVCenter | kTextSingleLine | kTextNoClip |
-                                 kTextNoPrefix});
+  plan.ops.emplace_back(
+      Text{std::u16string(text),
+           {box.left - offset, box.top, box.right, box.bottom},
+           font,
+           ink,
+           kTextLeft | kTextVCenter | kTextSingleLine | kTextNoClip | kTextNoPrefix});
   plan.ops.emplace_back(PopClip{});
 }
 

@@ -182,8 +182,8 @@ void CheckClean(Gdi& g, const Dc& dc, const char* function) {
     }
   }
   if (!dc.saved.empty()) {
-    Misuse(g, std::string(function) + " " + dc.name + " with " +
-                  std::to_string(dc.saved.size()) + " saved state(s)");
+    Misuse(g, std::string(function) + " " + dc.name + " with " + std::to_string(dc.saved.size()) +
+                  " saved state(s)");
   }
 }
 
@@ -258,6 +258,11 @@ void FailGdiCall(const std::string& function, int nth) {
   G().failures.emplace_back(function, nth);
 }
 
+int PendingGdiFailures() {
+  const std::lock_guard guard(G().lock);
+  return static_cast<int>(G().failures.size());
+}
+
 }  // namespace sim
 
 namespace platform {
@@ -278,8 +283,8 @@ int ReleaseDC(WindowHandle window, DcHandle dc) {
   const std::lock_guard guard(sim::G().lock);
   Gdi& g = sim::G();
   const auto found = g.dcs.find(sim::Key(dc));
-  if (found == g.dcs.end() || !found->second.alive ||
-      found->second.origin != DcOrigin::kWindow || found->second.window != window) {
+  if (found == g.dcs.end() || !found->second.alive || found->second.origin != DcOrigin::kWindow ||
+      found->second.window != window) {
     return 0;
   }
   sim::CheckClean(g, found->second, "ReleaseDC");
@@ -368,8 +373,8 @@ BitmapHandle CreateCompatibleBitmap(DcHandle dc, int width, int height) {
       entry += "null";
       return nullptr;
     }
-    const auto made = static_cast<BitmapHandle>(sim::NewObject(
-        g, Kind::kBitmap, std::to_string(width) + "x" + std::to_string(height)));
+    const auto made = static_cast<BitmapHandle>(
+        sim::NewObject(g, Kind::kBitmap, std::to_string(width) + "x" + std::to_string(height)));
     entry += sim::NameOf(g, sim::Key(made));
     return made;
   });
@@ -382,8 +387,8 @@ bool BitBlt(DcHandle destination, int x, int y, int width, int height, DcHandle 
     const Dc* from = sim::FindDc(g, source, "BitBlt");
     if (!to || !from) return false;
     entry = "BitBlt " + to->name + sim::Numbers({x, y, width, height}) + " " + from->name +
-            sim::Numbers({sourceX, sourceY}) + " " + sim::HexNumber(rop) +
-            " bitmap=" + sim::NameOf(g, from->state.selected[static_cast<std::size_t>(Kind::kBitmap)]);
+            sim::Numbers({sourceX, sourceY}) + " " + sim::HexNumber(rop) + " bitmap=" +
+            sim::NameOf(g, from->state.selected[static_cast<std::size_t>(Kind::kBitmap)]);
     return !sim::Fails(g, "BitBlt");
   });
 }
@@ -450,10 +455,9 @@ GdiObjectHandle SelectObject(DcHandle dc, GdiObjectHandle object) {
     // A bitmap goes into one memory DC at a time, as in Windows.
     const bool bitmapRefused =
         selecting->kind == Kind::kBitmap && !selecting->stock &&
-        (into->origin != DcOrigin::kMemory ||
-         (!sim::SelectedInto(g, sim::Key(object)).empty() &&
-          into->state.selected[kind] != sim::Key(object)));
-    if (bitmapRefused || sim::Fails(g, "SelectObject")) {
+        (into->origin != DcOrigin::kMemory || (!sim::SelectedInto(g, sim::Key(object)).empty() &&
+                                               into->state.selected[kind] != sim::Key(object)));
+    if (bitmapRefused || (!selecting->stock && sim::Fails(g, "SelectObject"))) {
       entry += "null";
       return nullptr;
     }
@@ -484,7 +488,8 @@ int FillRect(DcHandle dc, const Rect& rect, BrushHandle brush) {
     const Dc* into = sim::FindDc(g, dc, "FillRect");
     const sim::Object* with = sim::FindObject(g, brush, "FillRect");
     if (!into || !with) return 0;
-    entry = "FillRect " + into->name + sim::Numbers({rect.left, rect.top, rect.right, rect.bottom}) +
+    entry = "FillRect " + into->name +
+            sim::Numbers({rect.left, rect.top, rect.right, rect.bottom}) +
             " brush=" + with->description + sim::Clip(*into);
     return sim::Fails(g, "FillRect") ? 0 : 1;
   });

@@ -35,7 +35,10 @@ int SavedDcStates();
 
 // The `nth` call from now (1 = the next) of the named function fails as Windows fails it: null
 // from a Create call, BeginPaint and SelectObject; zero or false from the others. One failure
-// per call; several may be pending.
+// per call; several may be pending. SelectObject fails only for objects that are not stock
+// objects and so is never counted for a DC's own objects put back, which Windows never refuses.
 void FailGdiCall(const std::string& function, int nth = 1);
+// Failures asked for whose call has not come yet.
+int PendingGdiFailures();
 
 }  // namespace sim

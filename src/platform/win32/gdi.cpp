@@ -69,9 +69,8 @@ FontHandle CreateFontW(int height, int width, int escapement, int orientation, i
                        std::uint32_t clipPrecision, std::uint32_t quality,
                        std::uint32_t pitchAndFamily, std::u16string_view face) {
   const std::wstring wide = AsWide(face);
-  return ::CreateFontW(height, width, escapement, orientation, weight, italic, underline,
-                       strikeOut, charSet, outPrecision, clipPrecision, quality, pitchAndFamily,
-                       wide.c_str());
+  return ::CreateFontW(height, width, escapement, orientation, weight, italic, underline, strikeOut,
+                       charSet, outPrecision, clipPrecision, quality, pitchAndFamily, wide.c_str());
 }
 
 GdiObjectHandle SelectObject(DcHandle dc, GdiObjectHandle object) {
