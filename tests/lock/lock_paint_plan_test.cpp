@@ -1,10 +1,16 @@
 #include "lock/lock_paint_plan.h"
 
 #include <cstddef>
+#include <string>
 #include <variant>
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include "paint/gdi_executor.h"
+#include "platform/handles.h"
+#include "sim_core.h"
+#include "sim_gdi.h"
 
 namespace {
 
@@ -364,6 +370,68 @@ TEST(ToPaintPlan, NoMaskOperationBeforeTheFirstDigit) {
   EXPECT_EQ(texts(none), (std::vector<std::u16string>{u"KELVO ZMS", u"1", u"2", u"3", u"4", u"5",
                                                       u"6", u"7", u"8", u"9", u"0"}));
   EXPECT_EQ(texts(one)[1], u"*");
+}
+
+// ---- Drawn by the one executor ----
+
+class LockPaintedByTheExecutor : public ::testing::Test {
+ protected:
+  void SetUp() override { sim::ResetSimulation(); }
+
+  static std::vector<std::string> Entries(const std::string& prefix) {
+    std::vector<std::string> found;
+    for (const std::string& entry : sim::Journal()) {
+      if (entry.rfind(prefix, 0) == 0) found.push_back(entry);
+    }
+    return found;
+  }
+};
+
+TEST_F(LockPaintedByTheExecutor, OnlyTheThreeFontsDrawnWithAreMadeAsTheLockAlwaysMadeThem) {
+  const auto window = reinterpret_cast<platform::WindowHandle>(0x4c0c);
+  const paint::PaintResult result =
+      paint::PaintWindow(window, ToPaintPlan(Plan(MakeScreen(kFullHd, 144), 2)));
+  EXPECT_TRUE(result.buffered);
+  EXPECT_EQ(result.failures, 0u);
+  // Height, width 0, no slant, weight, no italic, underline or strike-out, DEFAULT_CHARSET,
+  // default precisions, CLEARTYPE_QUALITY, DEFAULT_PITCH | FF_DONTCARE.
+  EXPECT_EQ(Entries("CreateFontW"),
+            (std::vector<std::string>{
+                "CreateFontW 63 0 0 0 700 0 0 0 1 0 0 5 0 Microsoft YaHei -> font1",
+                "CreateFontW 36 0 0 0 600 0 0 0 1 0 0 5 0 Microsoft YaHei -> font2",
+                "CreateFontW 39 0 0 0 600 0 0 0 1 0 0 5 0 Microsoft YaHei -> font3"}));
+  EXPECT_EQ(Entries("BitBlt"),
+            std::vector<std::string>{"BitBlt dc1 0 0 1920 1080 dc2 0 0 0xcc0020 bitmap=bitmap1"});
+  EXPECT_EQ(sim::LiveGdiObjects(), std::vector<std::string>{});
+  EXPECT_EQ(sim::GdiMisuses(), std::vector<std::string>{});
+  EXPECT_EQ(sim::OpenDcCount(), 0);
+}
+
+TEST_F(LockPaintedByTheExecutor, OneBrushPerTileAndOneBrushAndPenPerShape) {
+  const LockPaintPlan plan = Plan(MakeScreen(kFullHd, 96), 1, true);
+  paint::PaintWindow(reinterpret_cast<platform::WindowHandle>(0x4c0c), ToPaintPlan(plan));
+  const std::size_t shapes = 1 + 2 * plan.keys.size();  // the box, each key's shadow and face
+  EXPECT_EQ(Entries("CreateSolidBrush").size(), plan.tiles.size() + shapes);
+  // The diagonals' pen, one per shape, one per icon (clear, backspace, submit).
+  EXPECT_EQ(Entries("CreatePen").size(), 1 + shapes + 3);
+  EXPECT_EQ(Entries("FillRect").size(), plan.tiles.size());
+  EXPECT_EQ(Entries("RoundRect").size(), shapes);
+  EXPECT_EQ(
+      Entries("RoundRect dc2 850 444 914 508 16 16"),
+      std::vector<std::string>{"RoundRect dc2 850 444 914 508 16 16 brush=#F8FCFF pen=1#C2E0FF"});
+  const LockRect& box = plan.input.rect;
+  const std::string boxCoordinates = std::to_string(box.left) + " " + std::to_string(box.top) +
+                                     " " + std::to_string(box.right) + " " +
+                                     std::to_string(box.bottom);
+  // The box in the red border of a message, then the one star in the mask's font and ink.
+  EXPECT_EQ(Entries("RoundRect dc2 " + boxCoordinates),
+            std::vector<std::string>{"RoundRect dc2 " + boxCoordinates +
+                                     " 11 11 brush=#F6FBFF pen=1#FF6969"});
+  EXPECT_EQ(Entries("DrawTextW dc2 *"),
+            std::vector<std::string>{"DrawTextW dc2 * " + boxCoordinates +
+                                     " 0x25 font=Microsoft YaHei/24/600 ink=#2176F6 transparent"});
+  EXPECT_EQ(sim::LiveGdiObjects(), std::vector<std::string>{});
+  EXPECT_EQ(sim::GdiMisuses(), std::vector<std::string>{});
 }
 
 }  // namespace
