@@ -4,12 +4,13 @@
 // Objects are named by kind and number in the order they are made, from 1 after every reset:
 // "dc1" (GetDC, BeginPaint and CreateCompatibleDC share the count), "bitmap1", "brush1",
 // "pen1", "font1"; each DC starts with the stock objects "stock-bitmap", "stock-brush",
-// "stock-pen" and "stock-font". The calls that make, select, draw or free are journalled with
-// those names, e.g. "CreateSolidBrush #0F264D -> brush1", "SelectObject dc2 brush1 -> stock-brush",
-// "FillRect dc2 0 0 8 8 brush1", "DeleteObject brush1", and each drawing call says with what it
-// draws: "RoundRect dc2 10 10 50 30 11 11 brush=#F6FBFF pen=1#89B9FF",
-// "LineTo dc2 5 5 pen=2#2176F6", "DrawTextW dc2 KELVO ZMS 56 42 576 114 0x24 font=Microsoft
-// YaHei/42/700 ink=#F0F7FF transparent". GetDC, ReleaseDC and GetDeviceCaps are not journalled.
+// "stock-pen" and "stock-font". The calls that make, select or free are journalled with those
+// names, e.g. "CreateSolidBrush #0F264D -> brush1", "SelectObject dc2 brush1 -> stock-brush",
+// "DeleteObject brush1" ("-> null" when a creation fails), and each drawing call says what it
+// draws with, and the clip when there is one: "FillRect dc2 0 0 8 8 brush=#0F264D",
+// "RoundRect dc2 10 10 50 30 11 11 brush=#F6FBFF pen=1#89B9FF", "LineTo dc2 5 5 pen=2#2176F6",
+// "DrawTextW dc2 KELVO ZMS 56 42 576 114 0x24 font=Microsoft YaHei/42/700 ink=#F0F7FF
+// transparent clip=0,0,50,20". GetDC, ReleaseDC and GetDeviceCaps are not journalled.
 //
 // What Windows lets pass but a careful painter never does is kept as a misuse: deleting an object
 // still selected into a DC, deleting or giving back a DC that still holds a selected object or a
