@@ -13,9 +13,10 @@
 #include "channels/binary_messenger_impl.h"
 #include "channels/method_channel.h"
 #include "channels/standard_codec.h"
-#include "fake_messenger.h"
-#include "sim_desktop.h"
-#include "sim_platform.h"
+#include "sim_messenger.h"
+#include "sim_user.h"
+#include "sim_core.h"
+#include "sim_kernel.h"
 
 // gtest's own printer does not terminate on these recursive types.
 void Describe(const EncodableValue& value, std::ostream& out) {
@@ -51,9 +52,8 @@ void Describe(const EncodableValue& value, std::ostream& out) {
 void PrintTo(const EncodableValue& value, std::ostream* out) { Describe(value, *out); }
 void PrintTo(const EncodableMap& map, std::ostream* out) { Describe(EncodableValue(map), *out); }
 
-using blocker::Rect;
 using blocker::WindowBlocker;
-using blocker::WindowHandle;
+using platform::WindowHandle;
 
 namespace {
 
@@ -79,13 +79,13 @@ sim::DesktopWindow PopupWindow(std::uint32_t pid, std::u16string title = u"Pop-u
 }
 
 bool Visible(WindowHandle window) {
-  const auto found = sim::GetDesktopWindow(window);
+  const auto found = sim::Window(window);
   return found && found->visible;
 }
 
 // WM_CLOSE posted to the window: the close itself and its repeats.
 int ClosesPosted(WindowHandle window) {
-  const std::string call = "PostMessageW " + sim::DesktopLabel(window) + " 16 0 0";
+  const std::string call = "PostMessageW " + sim::Label(window) + " 16 0 0";
   int count = 0;
   for (const std::string& entry : sim::DesktopCalls()) count += entry == call ? 1 : 0;
   return count;
@@ -115,9 +115,7 @@ class WindowBlockerChannelTest : public ::testing::Test {
   void SetUp() override {
     Engine().ResetForTests();
     sim::ResetSimulation();
-    sim::ResetDesktop();
     sim::SetSystemTimeMs(kStartMs);
-    sim::SetSleepHook([](unsigned ms) { sim::AdvanceSystemTimeMs(ms); });
     sim::AddProcess(kAdPid, {kAdPath});
     sim::AddProcess(kNotesPid, {kNotesPath});
     channel.SetMethodCallHandler(WindowBlockerChannelHandler);
@@ -125,9 +123,9 @@ class WindowBlockerChannelTest : public ::testing::Test {
 
   void TearDown() override {
     Engine().StopMonitoring();
-    sim::WaitForDesktopThreads();
+    sim::WaitForThreads();
     Engine().ResetForTests();
-    sim::WaitForDesktopThreads();
+    sim::WaitForThreads();
   }
 
   // Encodes the call as Dart does, delivers it and decodes the one reply.
@@ -135,7 +133,7 @@ class WindowBlockerChannelTest : public ::testing::Test {
     const auto bytes = StandardMethodCodec::GetInstance().EncodeMethodCall(
         MethodCall(method, std::make_unique<EncodableValue>(std::move(arguments))));
     const auto responses = fake.ResponsesTo(fake.Deliver(kChannel, *bytes));
-    sim::WaitForDesktopThreads();
+    sim::WaitForThreads();
     Reply reply;
     EXPECT_EQ(responses.size(), 1u);
     if (responses.size() != 1) return reply;

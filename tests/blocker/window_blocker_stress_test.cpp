@@ -16,14 +16,14 @@
 
 #include "blocker/window_block_rule.h"
 #include "blocker/window_blocker.h"
-#include "sim_desktop.h"
-#include "sim_platform.h"
+#include "sim_user.h"
+#include "sim_core.h"
+#include "sim_kernel.h"
 
 using blocker::CurrentTimeMs;
-using blocker::Rect;
 using blocker::WindowBlocker;
 using blocker::WindowBlockRule;
-using blocker::WindowHandle;
+using platform::WindowHandle;
 
 namespace {
 
@@ -120,8 +120,6 @@ class Watchdog {
 TEST(WindowBlockerStress, TwoThousandEventsWhileEverythingChangesLeaveNoHiddenWindowAfterShutdown) {
   Engine().ResetForTests();
   sim::ResetSimulation();
-  sim::ResetDesktop();
-  sim::SetSleepHook([](unsigned ms) { sim::AdvanceSystemTimeMs(ms); });
   for (int program = 0; program < kPrograms; ++program) {
     sim::AddProcess(2000 + static_cast<std::uint32_t>(program), {ProgramPath(program)});
   }
@@ -252,7 +250,7 @@ TEST(WindowBlockerStress, TwoThousandEventsWhileEverythingChangesLeaveNoHiddenWi
   // Joins workers as they finish so that finished threads do not pile up.
   threads.emplace_back([&] {
     for (int round = 0; firing(round); ++round, changerRounds.fetch_add(1)) {
-      sim::WaitForDesktopThreads();
+      sim::WaitForThreads();
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
   });
@@ -260,11 +258,11 @@ TEST(WindowBlockerStress, TwoThousandEventsWhileEverythingChangesLeaveNoHiddenWi
   for (std::thread& thread : threads) thread.join();
   sim::WaitForWinEventsHandled();
   Engine().StopMonitoring();
-  sim::WaitForDesktopThreads();
+  sim::WaitForThreads();
 
   EXPECT_EQ(fired.load(), kEvents);
   EXPECT_GT(snapshots.load(), 0);
-  EXPECT_GE(sim::DesktopThreadsStarted(), kEvents);
+  EXPECT_GE(sim::StartedThreads(), kEvents);
   EXPECT_EQ(sim::ActiveWinEventHooks(), 0);
   EXPECT_EQ(sim::PendingWinEvents(), 0);
   // The engine did act while everything changed.
@@ -284,21 +282,20 @@ TEST(WindowBlockerStress, TwoThousandEventsWhileEverythingChangesLeaveNoHiddenWi
   RecordProperty("hides", hides);
   RecordProperty("closes", closes);
   RecordProperty("shows", shows);
-  RecordProperty("workers", sim::DesktopThreadsStarted());
+  RecordProperty("workers", sim::StartedThreads());
   EXPECT_GE(changerRounds.load(), kChangers * kMinRounds);
 
   Engine().ShutdownBlocker();
-  sim::WaitForDesktopThreads();
+  sim::WaitForThreads();
   int hidden = 0;
   for (const WindowHandle window : pool.All()) {
-    const auto found = sim::GetDesktopWindow(window);
+    const auto found = sim::Window(window);
     if (found && !found->visible) ++hidden;
   }
   EXPECT_EQ(hidden, 0);
   EXPECT_EQ(Engine().GetSnapshotData().hiddenWindowCount, 0u);
 
   Engine().ResetForTests();
-  sim::ResetDesktop();
 }
 
 }  // namespace

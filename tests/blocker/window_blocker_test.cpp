@@ -11,15 +11,15 @@
 #include <vector>
 
 #include "blocker/window_block_rule.h"
-#include "sim_desktop.h"
-#include "sim_platform.h"
+#include "sim_user.h"
+#include "sim_core.h"
+#include "sim_kernel.h"
 
 using blocker::BlockerSnapshot;
 using blocker::CurrentTimeMs;
-using blocker::Rect;
 using blocker::WindowBlocker;
 using blocker::WindowBlockRule;
-using blocker::WindowHandle;
+using platform::WindowHandle;
 
 namespace {
 
@@ -52,7 +52,7 @@ WindowBlockRule Rule(std::string id, std::u16string processName, std::string act
 }
 
 bool Visible(WindowHandle window) {
-  const auto found = sim::GetDesktopWindow(window);
+  const auto found = sim::Window(window);
   return found && found->visible;
 }
 
@@ -74,9 +74,7 @@ class WindowBlockerTest : public ::testing::Test {
   void SetUp() override {
     Engine().ResetForTests();
     sim::ResetSimulation();
-    sim::ResetDesktop();
     // Every documented delay runs on the simulated clock: a sleep moves the system time on.
-    sim::SetSleepHook([](unsigned ms) { sim::AdvanceSystemTimeMs(ms); });
     sim::AddProcess(kAdPid, {kAdPath});
     sim::AddProcess(kNotesPid, {kNotesPath});
     sim::AddProcess(kNoPathPid, {u"", false, true});
@@ -85,9 +83,9 @@ class WindowBlockerTest : public ::testing::Test {
 
   void TearDown() override {
     Engine().StopMonitoring();
-    sim::WaitForDesktopThreads();
+    sim::WaitForThreads();
     Engine().ResetForTests();
-    sim::WaitForDesktopThreads();
+    sim::WaitForThreads();
   }
 
   // Starts the hook thread and waits until both of its hooks are set.
@@ -101,10 +99,10 @@ class WindowBlockerTest : public ::testing::Test {
             std::int32_t childId = 0) {
     ASSERT_TRUE(sim::DeliverWinEvent(event, window, objectId, childId));
     sim::WaitForWinEventsHandled();
-    sim::WaitForDesktopThreads();
+    sim::WaitForThreads();
   }
 
-  static void Settle() { sim::WaitForDesktopThreads(); }
+  static void Settle() { sim::WaitForThreads(); }
 };
 
 // ---- From an event to an action ----
@@ -114,7 +112,7 @@ TEST_F(WindowBlockerTest, EventWithRuleModeOffAndNoSuperBlockCollectsNoFacts) {
   Engine().ReplaceRules({Rule("r1", u"adpop", "hide")});
   StartHook();
   Fire(sim::kEventObjectCreate, w);
-  EXPECT_EQ(sim::DesktopThreadsStarted(), 1);
+  EXPECT_EQ(sim::StartedThreads(), 1);
   EXPECT_EQ(CountCallsStarting("GetAncestor"), 0);
   EXPECT_EQ(CountCallsStarting("GetWindowThreadProcessId"), 0);
   EXPECT_EQ(CountCallsStarting("GetClassNameW"), 0);
@@ -138,7 +136,7 @@ TEST_F(WindowBlockerTest, CreatedAndShownWindowStartsTwoWorkers) {
   StartHook();
   Fire(sim::kEventObjectCreate, w);
   Fire(sim::kEventObjectShow, w);
-  EXPECT_EQ(sim::DesktopThreadsStarted(), 2);
+  EXPECT_EQ(sim::StartedThreads(), 2);
 }
 
 TEST_F(WindowBlockerTest, CallbackIgnoresOtherEventsObjectsAndChildren) {
@@ -149,7 +147,7 @@ TEST_F(WindowBlockerTest, CallbackIgnoresOtherEventsObjectsAndChildren) {
   Fire(sim::kEventObjectCreate, w, /*objectId=*/-4);
   Fire(sim::kEventObjectShow, w, 0, /*childId=*/3);
   Fire(sim::kEventObjectShow, nullptr);
-  EXPECT_EQ(sim::DesktopThreadsStarted(), 0);
+  EXPECT_EQ(sim::StartedThreads(), 0);
 }
 
 TEST_F(WindowBlockerTest, RuleModeHidesWindowFromEventAtFirstLookWithoutSleeping) {
@@ -167,7 +165,7 @@ TEST_F(WindowBlockerTest, RuleModeHidesWindowFromEventAtFirstLookWithoutSleeping
   EXPECT_EQ(snapshot.blockedLogs[0].blockedAtMs, start);
   EXPECT_EQ(snapshot.blockedLogs[0].facts.processName, u"adpop");
   // The rescan thread and the re-hide thread it set off.
-  EXPECT_EQ(sim::DesktopThreadsStarted(), 2);
+  EXPECT_EQ(sim::StartedThreads(), 2);
   EXPECT_EQ(sim::Sleeps(), SleepsOf({10, 30, 80, 160, 320, 700, 1200}));
 }
 
@@ -194,7 +192,6 @@ TEST_F(WindowBlockerTest, RescanActsAtTheLookThatFindsTheWindowReadyOnTheSimulat
   const std::int64_t start = CurrentTimeMs();
   // The program shows its pop-up some 30 ms after creating it: the third look, at 52 ms, sees it.
   sim::SetSleepHook([w](unsigned ms) {
-    sim::AdvanceSystemTimeMs(ms);
     if (ms == 40) sim::SetDesktopWindowVisible(w, true);
   });
   Fire(sim::kEventObjectCreate, w);
@@ -214,7 +211,6 @@ TEST_F(WindowBlockerTest, WorkerEndsAtItsNextStepAfterStopMonitoring) {
   StartHook();
   std::atomic<bool> stopped{false};
   sim::SetSleepHook([&stopped](unsigned ms) {
-    sim::AdvanceSystemTimeMs(ms);
     if (!stopped.exchange(true)) Engine().StopMonitoring();
   });
   Fire(sim::kEventObjectCreate, w);
@@ -340,7 +336,7 @@ TEST_F(WindowBlockerTest, SuperBlockEndsLazilyAtTheNextQuestionAndShowsItsWindow
   EXPECT_EQ(snapshot.superBlockedCount, 1);  // the last run stays reported
   EXPECT_TRUE(Visible(w));
   EXPECT_EQ(CountCalls("ShowWindowAsync w1 8"), 1);
-  EXPECT_EQ(CountCalls("SetWindowPos w1 null 0 0 0 0 87"), 1);
+  EXPECT_EQ(CountCalls("SetWindowPos w1 TOP 0,0 0x0 87"), 1);
 }
 
 TEST_F(WindowBlockerTest, SuperBlockEndTimeItselfCountsAsExpired) {
@@ -411,7 +407,7 @@ TEST_F(WindowBlockerTest, FailedActionStillSpendsTheLogSlot) {
   EXPECT_FALSE(Engine().EvaluateWindow(w, t0, false, false, false));
   Settle();
   EXPECT_TRUE(Visible(w));
-  EXPECT_EQ(CountCalls("SetWindowPos w1 null 0 0 0 0 151"), 1);  // the fallback was tried
+  EXPECT_EQ(CountCalls("SetWindowPos w1 TOP 0,0 0x0 151"), 1);  // the fallback was tried
   sim::SetWindowRefusesActions(w, false);
   EXPECT_TRUE(Engine().EvaluateWindow(w, t0 + 1000, false, false, false));
   Settle();
@@ -543,7 +539,7 @@ TEST_F(WindowBlockerTest, RuleWithEmptyIdThatMatchesStopsTheScanAndLeavesTheWind
   EXPECT_FALSE(Engine().EvaluateWindow(w, CurrentTimeMs(), false, false, false));
   Settle();
   EXPECT_TRUE(Visible(w));
-  EXPECT_EQ(sim::DesktopThreadsStarted(), 0);
+  EXPECT_EQ(sim::StartedThreads(), 0);
   EXPECT_TRUE(Engine().GetSnapshotData().blockedLogs.empty());
 }
 
@@ -561,7 +557,7 @@ TEST_F(WindowBlockerTest, EvaluateStepsToTheRootAncestor) {
   const WindowHandle top = sim::AddDesktopWindow(PopupWindow());
   sim::DesktopWindow child = PopupWindow();
   child.parent = top;
-  child.style = sim::kWsChild;
+  child.style = platform::kWsChild;
   const WindowHandle inner = sim::AddDesktopWindow(child);
   Engine().ReplaceRules({Rule("r1", u"adpop", "hide")});
   Engine().SetEnabled(true);
@@ -606,7 +602,6 @@ TEST_F(WindowBlockerTest, RehideRepeatsOnTheSimulatedClockAndPutsBackAShownWindo
   StartHook();
   // The program shows its pop-up again after the first 10 ms.
   sim::SetSleepHook([w](unsigned ms) {
-    sim::AdvanceSystemTimeMs(ms);
     if (ms == 30) sim::SetDesktopWindowVisible(w, true);
   });
   const std::int64_t start = CurrentTimeMs();
@@ -623,7 +618,6 @@ TEST_F(WindowBlockerTest, RehideEndsWhenItsRuleIsNoLongerAnActiveHideRule) {
   Engine().ReplaceRules({Rule("r1", u"adpop", "hide")});
   StartHook();
   sim::SetSleepHook([](unsigned ms) {
-    sim::AdvanceSystemTimeMs(ms);
     if (ms == 80) Engine().ReplaceRules({Rule("r1", u"adpop", "close")});
   });
   EXPECT_TRUE(Engine().ApplyWindowAction(w, "hide", "r1"));
@@ -645,7 +639,7 @@ TEST_F(WindowBlockerTest, HideRuleWithEmptyActionIsNotAnActiveHideRule) {
 TEST_F(WindowBlockerTest, HideOfWindowThatIsGoneCountsAsDone) {
   EXPECT_FALSE(Engine().ApplyWindowAction(sim::StaleHandle(), "hide", "r1"));
   Settle();
-  EXPECT_EQ(sim::DesktopThreadsStarted(), 0);
+  EXPECT_EQ(sim::StartedThreads(), 0);
 }
 
 // ---- Hide groups and restores ----
@@ -805,7 +799,7 @@ TEST_F(WindowBlockerTest, BlockWindowNowRefusesSystemProcessesAndGoneWindows) {
   EXPECT_FALSE(Engine().BlockWindowNow(shell, "close", ""));
   EXPECT_FALSE(Engine().BlockWindowNow(sim::StaleHandle(), "close", ""));
   Settle();
-  EXPECT_EQ(sim::DesktopThreadsStarted(), 0);
+  EXPECT_EQ(sim::StartedThreads(), 0);
 }
 
 // ---- Lifecycle ----

@@ -7,8 +7,9 @@
 #include <vector>
 
 #include "blocker/window_block_rule.h"
-#include "sim_desktop.h"
-#include "sim_platform.h"
+#include "sim_user.h"
+#include "sim_core.h"
+#include "sim_kernel.h"
 
 using blocker::CollectWindowFacts;
 using blocker::CurrentTimeMs;
@@ -16,9 +17,8 @@ using blocker::IsBlockableProcess;
 using blocker::IsIgnoredWindowClass;
 using blocker::IsOwnProcessWindow;
 using blocker::PassesWindowShapeGate;
-using blocker::Rect;
 using blocker::WindowFacts;
-using blocker::WindowHandle;
+using platform::WindowHandle;
 
 namespace {
 
@@ -70,7 +70,6 @@ class WindowFactsTest : public ::testing::Test {
  protected:
   void SetUp() override {
     sim::ResetSimulation();
-    sim::ResetDesktop();
     sim::AddProcess(kAppPid, {u"D:\\Apps\\Vendor\\PopupMaker.EXE"});
     sim::AddProcess(kOwnPid, {u"C:\\Program Files\\KelvoTarnel\\KelvoTarnel.exe"});
     sim::AddProcess(kServicePid, {u"C:\\Program Files\\KelvoTarnel\\KelvoTarnelService.exe"});
@@ -180,7 +179,7 @@ TEST_F(WindowFactsTest, GateFailsAChildWindowEvenWhenHiddenIsAllowed) {
   const WindowHandle root = sim::AddDesktopWindow(AppWindow());
   sim::DesktopWindow child = AppWindow();
   child.parent = root;
-  child.style = sim::kWsChild;
+  child.style = platform::kWsChild;
   const WindowHandle window = sim::AddDesktopWindow(child);
   EXPECT_FALSE(Gate(window, true, true));
   EXPECT_TRUE(sim::DebugOutput().empty());
@@ -188,7 +187,7 @@ TEST_F(WindowFactsTest, GateFailsAChildWindowEvenWhenHiddenIsAllowed) {
 
 TEST_F(WindowFactsTest, GateTestsChildStyleBeforeAskingForCloaking) {
   sim::DesktopWindow child = AppWindow();
-  child.style = sim::kWsChild;
+  child.style = platform::kWsChild;
   child.cloaked = 1u;
   const WindowHandle window = sim::AddDesktopWindow(child);
   EXPECT_FALSE(Gate(window, false, true));
@@ -315,7 +314,7 @@ TEST_F(WindowFactsTest, GateReadsTheClassNameWithALimitOf255) {
 
 TEST_F(WindowFactsTest, NoActivateWindowFailsOnlyUnderLogSkip) {
   sim::DesktopWindow toast = AppWindow();
-  toast.exStyle = sim::kWsExNoActivate;
+  toast.exStyle = platform::kWsExNoActivate;
   const WindowHandle window = sim::AddDesktopWindow(toast);
   EXPECT_TRUE(Gate(window, false, false));
   EXPECT_FALSE(Gate(window, false, true));
@@ -325,7 +324,7 @@ TEST_F(WindowFactsTest, NoActivateWindowFailsOnlyUnderLogSkip) {
 
 TEST_F(WindowFactsTest, ClickThroughWindowFailsOnlyUnderLogSkip) {
   sim::DesktopWindow overlay = AppWindow();
-  overlay.exStyle = sim::kWsExTransparent;
+  overlay.exStyle = platform::kWsExTransparent;
   const WindowHandle window = sim::AddDesktopWindow(overlay);
   EXPECT_TRUE(Gate(window, false, false));
   EXPECT_FALSE(Gate(window, false, true));
@@ -335,8 +334,8 @@ TEST_F(WindowFactsTest, ClickThroughWindowFailsOnlyUnderLogSkip) {
 
 TEST_F(WindowFactsTest, LayeredWindowWithAlpha8FailsUnderLogSkip) {
   sim::DesktopWindow faded = AppWindow();
-  faded.exStyle = sim::kWsExLayered;
-  faded.layered = sim::LayeredAttributes{0, 8, sim::kLwaAlpha};
+  faded.exStyle = platform::kWsExLayered;
+  faded.layered = sim::LayeredAttributes{0, 8, platform::kLwaAlpha};
   const WindowHandle window = sim::AddDesktopWindow(faded);
   EXPECT_FALSE(Gate(window, false, true));
   EXPECT_EQ(sim::DebugOutput(),
@@ -345,8 +344,8 @@ TEST_F(WindowFactsTest, LayeredWindowWithAlpha8FailsUnderLogSkip) {
 
 TEST_F(WindowFactsTest, LayeredWindowWithAlpha9PassesUnderLogSkip) {
   sim::DesktopWindow faded = AppWindow();
-  faded.exStyle = sim::kWsExLayered;
-  faded.layered = sim::LayeredAttributes{0, 9, sim::kLwaAlpha};
+  faded.exStyle = platform::kWsExLayered;
+  faded.layered = sim::LayeredAttributes{0, 9, platform::kLwaAlpha};
   EXPECT_TRUE(Gate(sim::AddDesktopWindow(faded), false, true));
   EXPECT_TRUE(sim::DebugOutput().empty());
 }
@@ -354,8 +353,9 @@ TEST_F(WindowFactsTest, LayeredWindowWithAlpha9PassesUnderLogSkip) {
 TEST_F(WindowFactsTest, LayeredWindowPassesAtAnyAlphaWithoutLogSkip) {
   for (const int alpha : {0, 1, 8, 9, 255}) {
     sim::DesktopWindow faded = AppWindow();
-    faded.exStyle = sim::kWsExLayered;
-    faded.layered = sim::LayeredAttributes{0, static_cast<std::uint8_t>(alpha), sim::kLwaAlpha};
+    faded.exStyle = platform::kWsExLayered;
+    faded.layered =
+        sim::LayeredAttributes{0, static_cast<std::uint8_t>(alpha), platform::kLwaAlpha};
     EXPECT_TRUE(Gate(sim::AddDesktopWindow(faded), false, false)) << alpha;
   }
   EXPECT_FALSE(AnyStartsWith(sim::DesktopCalls(), "GetLayeredWindowAttributes"));
@@ -363,14 +363,14 @@ TEST_F(WindowFactsTest, LayeredWindowPassesAtAnyAlphaWithoutLogSkip) {
 
 TEST_F(WindowFactsTest, LayeredWindowWithOnlyAColourKeyPassesUnderLogSkip) {
   sim::DesktopWindow keyed = AppWindow();
-  keyed.exStyle = sim::kWsExLayered;
-  keyed.layered = sim::LayeredAttributes{0xFF00FF, 0, sim::kLwaColorKey};
+  keyed.exStyle = platform::kWsExLayered;
+  keyed.layered = sim::LayeredAttributes{0xFF00FF, 0, platform::kLwaColorKey};
   EXPECT_TRUE(Gate(sim::AddDesktopWindow(keyed), false, true));
 }
 
 TEST_F(WindowFactsTest, LayeredWindowWhoseAttributesCannotBeReadPassesUnderLogSkip) {
   sim::DesktopWindow drawn = AppWindow();
-  drawn.exStyle = sim::kWsExLayered;
+  drawn.exStyle = platform::kWsExLayered;
   drawn.layered.reset();
   EXPECT_TRUE(Gate(sim::AddDesktopWindow(drawn), false, true));
   EXPECT_TRUE(Contains(sim::DesktopCalls(), "GetLayeredWindowAttributes w1"));
@@ -378,14 +378,14 @@ TEST_F(WindowFactsTest, LayeredWindowWhoseAttributesCannotBeReadPassesUnderLogSk
 
 TEST_F(WindowFactsTest, AlphaOfAWindowWithoutTheLayeredStyleIsNotAsked) {
   sim::DesktopWindow plain = AppWindow();
-  plain.layered = sim::LayeredAttributes{0, 0, sim::kLwaAlpha};
+  plain.layered = sim::LayeredAttributes{0, 0, platform::kLwaAlpha};
   EXPECT_TRUE(Gate(sim::AddDesktopWindow(plain), false, true));
   EXPECT_FALSE(AnyStartsWith(sim::DesktopCalls(), "GetLayeredWindowAttributes"));
 }
 
 TEST_F(WindowFactsTest, TinyNoActivateWindowIsRefusedForItsStyleBeforeItsSize) {
   sim::DesktopWindow tiny = SizedWindow(10, 10);
-  tiny.exStyle = sim::kWsExNoActivate;
+  tiny.exStyle = platform::kWsExNoActivate;
   const WindowHandle window = sim::AddDesktopWindow(tiny);
   EXPECT_FALSE(Gate(window, false, true));
   EXPECT_EQ(sim::DebugOutput(),
@@ -395,11 +395,11 @@ TEST_F(WindowFactsTest, TinyNoActivateWindowIsRefusedForItsStyleBeforeItsSize) {
 TEST_F(WindowFactsTest, ToolOwnedAndPopupWindowsPass) {
   const WindowHandle owner = sim::AddDesktopWindow(AppWindow());
   sim::DesktopWindow tool = AppWindow();
-  tool.exStyle = sim::kWsExToolWindow;
+  tool.exStyle = platform::kWsExToolWindow;
   sim::DesktopWindow owned = AppWindow();
   owned.owner = owner;
   sim::DesktopWindow popup = AppWindow();
-  popup.style = sim::kWsPopup;
+  popup.style = platform::kWsPopup;
   for (const auto& window : {tool, owned, popup}) {
     EXPECT_TRUE(Gate(sim::AddDesktopWindow(window), false, true));
   }
@@ -476,7 +476,7 @@ TEST_F(WindowFactsTest, CollectRefusesAWindowOfThisProcess) {
   const WindowHandle window = sim::AddDesktopWindow(AppWindow(kOwnPid));
   WindowFacts facts;
   EXPECT_FALSE(CollectWindowFacts(kOwnPid, window, &facts, false, false));
-  EXPECT_FALSE(AnyStartsWith(sim::DesktopCalls(), "OpenProcess"));
+  EXPECT_FALSE(AnyStartsWith(sim::Journal(), "OpenProcess"));
 }
 
 TEST_F(WindowFactsTest, BeforeSetOwnProcessIdOwnWindowsPassTheProcessIdTest) {
@@ -573,10 +573,10 @@ TEST_F(WindowFactsTest, PathIsAskedWithLimitedRightsAndAZeroedBufferOf1040) {
   WindowFacts facts;
   ASSERT_TRUE(
       CollectWindowFacts(kOwnPid, sim::AddDesktopWindow(AppWindow()), &facts, false, false));
-  const auto calls = sim::DesktopCalls();
+  const auto calls = sim::Journal();
   EXPECT_TRUE(Contains(calls, "OpenProcess 4096 0 1200"));
   EXPECT_TRUE(Contains(calls, "QueryFullProcessImageNameW 0 1040"));
-  EXPECT_TRUE(Contains(calls, "CloseHandle"));
+  EXPECT_TRUE(Contains(calls, "CloseHandle process"));
 }
 
 TEST_F(WindowFactsTest, ProcessThatCannotBeOpenedGivesAnEmptyPathAndName) {
@@ -586,7 +586,7 @@ TEST_F(WindowFactsTest, ProcessThatCannotBeOpenedGivesAnEmptyPathAndName) {
       CollectWindowFacts(kOwnPid, sim::AddDesktopWindow(AppWindow()), &facts, false, false));
   EXPECT_EQ(facts.exePath, u"");
   EXPECT_EQ(facts.processName, u"");
-  EXPECT_FALSE(Contains(sim::DesktopCalls(), "CloseHandle"));
+  EXPECT_FALSE(Contains(sim::Journal(), "CloseHandle process"));
 }
 
 TEST_F(WindowFactsTest, FailedPathQueryStillClosesTheProcessHandle) {
@@ -596,7 +596,7 @@ TEST_F(WindowFactsTest, FailedPathQueryStillClosesTheProcessHandle) {
       CollectWindowFacts(kOwnPid, sim::AddDesktopWindow(AppWindow()), &facts, false, false));
   EXPECT_EQ(facts.exePath, u"");
   EXPECT_EQ(facts.processName, u"");
-  EXPECT_TRUE(Contains(sim::DesktopCalls(), "CloseHandle"));
+  EXPECT_TRUE(Contains(sim::Journal(), "CloseHandle process"));
   EXPECT_EQ(sim::OpenProcessHandles(), 0);
 }
 
@@ -628,7 +628,7 @@ TEST_F(WindowFactsTest, CollectWithHiddenAllowedReadsAHiddenWindow) {
 
 TEST_F(WindowFactsTest, CollectPassesLogSkipOnToTheGate) {
   sim::DesktopWindow window = AppWindow();
-  window.exStyle = sim::kWsExNoActivate;
+  window.exStyle = platform::kWsExNoActivate;
   const WindowHandle handle = sim::AddDesktopWindow(window);
   WindowFacts facts;
   EXPECT_TRUE(CollectWindowFacts(kOwnPid, handle, &facts, false, false));
@@ -710,7 +710,7 @@ TEST_F(WindowFactsTest, FailedWindowsDirectoryQueryLetsTheProcessThrough) {
 
 TEST_F(WindowFactsTest, WindowsDirectoryIsAskedWithABufferOf260) {
   IsBlockableProcess(FactsOf(u"App", u"D:\\App.exe"));
-  EXPECT_TRUE(Contains(sim::DesktopCalls(), "GetWindowsDirectoryW 260"));
+  EXPECT_TRUE(Contains(sim::Journal(), "GetWindowsDirectoryW 260"));
 }
 
 TEST_F(WindowFactsTest, OrdinaryProgramIsBlockable) {
@@ -807,8 +807,8 @@ TEST_F(WindowFactsTest, EveryPathRefusesAProgramOfTheWindowsDirectory) {
 
 TEST_F(WindowFactsTest, OnlyThePickerRefusesANoActivateWindow) {
   sim::DesktopWindow toast = AppWindow();
-  toast.exStyle = sim::kWsExNoActivate | sim::kWsExLayered;
-  toast.layered = sim::LayeredAttributes{0, 0, sim::kLwaAlpha};
+  toast.exStyle = platform::kWsExNoActivate | platform::kWsExLayered;
+  toast.layered = sim::LayeredAttributes{0, 0, platform::kLwaAlpha};
   const WindowHandle window = sim::AddDesktopWindow(toast);
   EXPECT_TRUE(MayAct(kRuleMatching, window));
   EXPECT_TRUE(MayAct(kSuperBlock, window));
@@ -820,7 +820,7 @@ TEST_F(WindowFactsTest, PathsThatStepToTheRootReachTheWindowAboveAChild) {
   const WindowHandle root = sim::AddDesktopWindow(AppWindow());
   sim::DesktopWindow child = AppWindow();
   child.parent = root;
-  child.style = sim::kWsChild;
+  child.style = platform::kWsChild;
   const WindowHandle button = sim::AddDesktopWindow(child);
   EXPECT_TRUE(MayAct(kRuleMatching, button));
   EXPECT_TRUE(MayAct(kSuperBlock, button));

@@ -15,7 +15,7 @@
 #include "channels/binary_messenger_impl.h"
 #include "channels/engine_method_result.h"
 #include "channels/standard_codec.h"
-#include "fake_messenger.h"
+#include "sim_messenger.h"
 
 namespace {
 

@@ -121,7 +121,10 @@ void CheckUtf8Arguments(const std::vector<std::u16string>& argv) {
 
 // The same argument rules reached through the process's command line, then the verification
 // mode against no files at all: only the built-in digest can decide, and nothing matches it.
-void CheckProcessCommandLine(const std::vector<std::u16string>& argv) {
+void CheckProcessCommandLine(std::vector<std::u16string> argv) {
+  // A program's path never holds a quote, and its name in the command line knows no escapes:
+  // with one, no command line could spell these arguments.
+  std::erase(argv.front(), u'"');
   sim::ResetSimulation();
   sim::SetCommandLineArguments(argv);
   const std::u16string password = GetCommandLineOption(u"--verify-uninstall-password");

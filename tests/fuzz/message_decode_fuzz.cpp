@@ -16,7 +16,7 @@
 #include "channels/binary_messenger_impl.h"
 #include "channels/method_channel.h"
 #include "channels/standard_codec.h"
-#include "fake_messenger.h"
+#include "sim_messenger.h"
 
 #define KT_CHECK(condition)                                                           \
   do {                                                                                \

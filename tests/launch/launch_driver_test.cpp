@@ -7,6 +7,7 @@
 #include "app/app_log.h"
 #include "sim_com.h"
 #include "sim_core.h"
+#include "sim_desktop.h"
 #include "single_instance/single_instance.h"
 #include "sim_kernel.h"
 #include "sim_shell.h"
@@ -101,7 +102,7 @@ TEST_F(LaunchDriverTest, LockModeComesBeforeTheSingleInstanceStep) {
   sim::SetMutexBehaviour({.alreadyExists = true});
   fake::stages().lockResult = 1;
   EXPECT_EQ(Run({u"--native-lock-screen"}), 1);
-  EXPECT_FALSE(Has("CreateMutexW global"));
+  EXPECT_FALSE(Has("CreateMutexW Global\\KelvoTarnelSingleInstance"));
   EXPECT_FALSE(Has("CoInitializeEx"));
   EXPECT_FALSE(
       Has("CreateFlutterWindow data\\flutter_assets data\\icudtl.dat data\\app.so args: "
@@ -111,13 +112,13 @@ TEST_F(LaunchDriverTest, LockModeComesBeforeTheSingleInstanceStep) {
 // ---- Full application ----
 
 TEST_F(LaunchDriverTest, FullStartUpRunsEveryStageInOrder) {
-  sim::SetMonitor({.present = true, .dpi = 96, .size = platform::MonitorSize{1920, 1080}});
+  sim::SetMonitor({.present = true, .dpi = 96, .size = Size{1920, 1080}});
   EXPECT_EQ(Run({u"--some-dart-flag"}), 0);
   const std::vector<std::string> expected = {
       "SetProcessDpiAwareness 2",
       Logged("========== Application starting =========="),
       Logged("Checking for single instance (mutex)..."),
-      "CreateMutexW global",
+      "CreateMutexW Global\\KelvoTarnelSingleInstance",
       Logged("Single instance check passed"),
       "AttachConsole",
       Logged("Initializing COM..."),
@@ -145,7 +146,7 @@ TEST_F(LaunchDriverTest, FullStartUpRunsEveryStageInOrder) {
       Logged("Flutter Dart code initialization should start now..."),
       "RunMessageLoop",
       Logged("Message loop exited, cleaning up..."),
-      "CloseHandle",
+      "CloseHandle mutex",
       "CoUninitialize",
       Logged("========== Application exiting normally =========="),
       "~FlutterWindow",
@@ -205,7 +206,7 @@ TEST_F(LaunchDriverTest, ComFailureLogsClosesTheMutexAndExitsWithOne) {
   ASSERT_NE(failed, journal.end());
   EXPECT_THAT(
       std::vector<std::string>(failed, journal.end()),
-      ElementsAre(Logged("ERROR: CoInitializeEx failed. HRESULT: 0x80010106"), "CloseHandle",
+      ElementsAre(Logged("ERROR: CoInitializeEx failed. HRESULT: 0x80010106"), "CloseHandle mutex",
                   Logged("Application exiting (COM initialization failed)")));
   EXPECT_EQ(sim::OpenMutexCount(), 0);
 }
@@ -226,7 +227,7 @@ TEST_F(LaunchDriverTest, WindowCreationFailureTakesTheFailurePathWithExitCodeOne
   ASSERT_NE(failed, journal.end());
   EXPECT_THAT(std::vector<std::string>(failed, journal.end()),
               ElementsAre(Logged("ERROR: Window Create failed. Error: 1400"),
-                          Logged("Application exiting (window creation failed)"), "CloseHandle",
+                          Logged("Application exiting (window creation failed)"), "CloseHandle mutex",
                           "CoUninitialize", "~FlutterWindow"));
   EXPECT_FALSE(Has("StartActivationPipeServer"));
   EXPECT_FALSE(Has(Logged("Window created (visible)")));
@@ -252,8 +253,8 @@ TEST_F(LaunchDriverTest, GlobalMutexDeniedFallsBackToTheLocalOne) {
   EXPECT_EQ(Run({}), 0);
   const auto journal = Journal();
   EXPECT_THAT((std::vector<std::string>{
-                  "CreateMutexW global", Logged("Warning: Failed to create global mutex. Error: 5"),
-                  Logged("Trying local mutex fallback..."), "CreateMutexW local",
+                  "CreateMutexW Global\\KelvoTarnelSingleInstance", Logged("Warning: Failed to create global mutex. Error: 5"),
+                  Logged("Trying local mutex fallback..."), "CreateMutexW Local\\KelvoTarnelSingleInstance",
                   Logged("Single instance check passed")}),
               IsSubsetOf(journal));
   EXPECT_EQ(sim::OpenMutexCount(), 0);
@@ -376,7 +377,7 @@ TEST_F(LaunchDriverTest, WiderScreenAtStandardDpiStaysAtTheDefaultSize) {
 }
 
 TEST_F(LaunchDriverTest, ComputeLogsItsLineWithThe144DpiValues) {
-  sim::SetMonitor({.present = true, .dpi = 144, .size = platform::MonitorSize{1920, 1080}});
+  sim::SetMonitor({.present = true, .dpi = 144, .size = Size{1920, 1080}});
   EnsureLogDirectory();
   const InitialWindowSize size = ComputeInitialWindowSize();
   EXPECT_EQ(size.width, 900u);
@@ -405,7 +406,7 @@ TEST_F(LaunchDriverTest, MonitorInfoFailureLogsTheFallbackScreenAndUsesTheRealDp
 }
 
 TEST_F(LaunchDriverTest, OnlyTheScreenWidthEntersTheScale) {
-  sim::SetMonitor({.present = true, .dpi = 96, .size = platform::MonitorSize{1920, 400}});
+  sim::SetMonitor({.present = true, .dpi = 96, .size = Size{1920, 400}});
   EnsureLogDirectory();
   const InitialWindowSize size = ComputeInitialWindowSize();
   EXPECT_EQ(size.width, 1200u);
