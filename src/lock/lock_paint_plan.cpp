@@ -23,6 +23,15 @@ int LockFontHeight(LockFontRole role, double scale) {
   return LockRound(scale * LockFontSpecFor(role).size);
 }
 
+std::vector<paint::Font> LockFontTable(double scale) {
+  std::vector<paint::Font> fonts;
+  fonts.reserve(kLockFontCount);
+  for (const LockFontSpec& spec : kLockFontSpecs) {
+    fonts.push_back({std::u16string(kLockFontFace), LockFontHeight(spec.role, scale), spec.weight});
+  }
+  return fonts;
+}
+
 LockColor LockTileColor(LockSize client, int tileSide, int x, int y) {
   const int w = client.width;
   const int h = client.height;
@@ -44,8 +53,8 @@ LockColor LockTileColor(LockSize client, int tileSide, int x, int y) {
 namespace {
 
 // Icon offsets are in pixels and stay so at every DPI, as the keys have always been drawn.
-LockIcon PlanKeyIcon(const LockKey& key, LockColor ink) {
-  LockIcon icon{{2, ink}, {}};
+paint::Strokes PlanKeyIcon(const LockKey& key, LockColor ink) {
+  paint::Strokes icon{{2, ink}, {}};
   const LockRect& r = key.rect;
   const int width = r.Width();
   const int h = r.Height();
@@ -88,29 +97,27 @@ LockIcon PlanKeyIcon(const LockKey& key, LockColor ink) {
 
 }  // namespace
 
-LockKeyPaint PlanLockKey(const LockKey& key, double scale) {
+LockKeyPaint PlanLockKey(const LockKey& key) {
   const LockKeyColors& colors = LockKeyColorsFor(key.kind);
   const int h = key.rect.Height();
   const int corner = h / 4;
-  LockKeyPaint paint;
-  paint.shadow = {key.rect.Offset(0, h / 24), corner, kLockKeyShadow, {1, kLockKeyShadow}};
-  paint.face = {key.rect, corner, colors.fill, {1, colors.border}};
+  LockKeyPaint result;
+  result.shadow = {key.rect.Offset(0, h / 24), corner, kLockKeyShadow, {1, kLockKeyShadow}};
+  result.face = {key.rect, corner, colors.fill, {1, colors.border}};
   if (key.kind == LockKeyKind::kDigit) {
-    paint.label = LockText{key.label,
-                           key.rect,
-                           LockFontRole::kKeyLabel,
-                           LockFontHeight(LockFontRole::kKeyLabel, scale),
-                           colors.ink,
-                           kLockTextCenter | kLockTextVCenter | kLockTextSingleLine};
+    result.label =
+        paint::Text{key.label, key.rect, LockFontIndex(LockFontRole::kKeyLabel), colors.ink,
+                    paint::kTextCenter | paint::kTextVCenter | paint::kTextSingleLine};
   }
-  paint.icon = PlanKeyIcon(key, colors.ink);
-  return paint;
+  result.icon = PlanKeyIcon(key, colors.ink);
+  return result;
 }
 
 LockPaintPlan PlanLockPaint(const LockPaintInput& input) {
   LockPaintPlan plan;
   plan.client = input.client;
   plan.scale = input.scale;
+  plan.fonts = LockFontTable(input.scale);
   const int w = input.client.width;
   const int h = input.client.height;
   if (w < 1 || h < 1) return plan;
@@ -126,18 +133,17 @@ LockPaintPlan PlanLockPaint(const LockPaintInput& input) {
     }
   }
 
-  plan.linePen = {LockRound(s), kLockLineColor};
+  plan.lines.pen = {LockRound(s), kLockLineColor};
   const int step = LockRound(s * 48);
-  for (int x = -h; x < w; x += step) plan.lines.push_back({{x, h}, {x + h, 0}});
+  for (int x = -h; x < w; x += step) plan.lines.strokes.push_back({{x, h}, {x + h, 0}});
 
   const int brandLeft = LockRound(s * 56);
   const int brandTop = LockRound(s * 42);
   plan.brand = {std::u16string(kLockBrandText),
                 {brandLeft, brandTop, brandLeft + LockRound(s * 520), brandTop + LockRound(s * 72)},
-                LockFontRole::kBrand,
-                LockFontHeight(LockFontRole::kBrand, s),
+                LockFontIndex(LockFontRole::kBrand),
                 kLockBrandInk,
-                kLockTextLeft | kLockTextVCenter | kLockTextSingleLine};
+                paint::kTextLeft | paint::kTextVCenter | paint::kTextSingleLine};
 
   const LockRect& box = input.inputRect;
   plan.input = {box,
@@ -145,17 +151,36 @@ LockPaintPlan PlanLockPaint(const LockPaintInput& input) {
                 kLockInputFill,
                 {1, input.hasMessage ? kLockInputBorderWithMessage : kLockInputBorder}};
   if (input.typedCount > 0) {
-    plan.mask = LockText{std::u16string(input.typedCount, kLockMaskChar),
-                         box,
-                         LockFontRole::kMask,
-                         LockFontHeight(LockFontRole::kMask, s),
-                         kLockInputInk,
-                         kLockTextCenter | kLockTextVCenter | kLockTextSingleLine};
+    plan.mask = paint::Text{std::u16string(input.typedCount, kLockMaskChar), box,
+                            LockFontIndex(LockFontRole::kMask), kLockInputInk,
+                            paint::kTextCenter | paint::kTextVCenter | paint::kTextSingleLine};
   }
 
   if (input.keys) {
     plan.keys.reserve(input.keys->size());
-    for (const LockKey& key : *input.keys) plan.keys.push_back(PlanLockKey(key, s));
+    for (const LockKey& key : *input.keys) plan.keys.push_back(PlanLockKey(key));
   }
   return plan;
+}
+
+paint::Plan ToPaintPlan(const LockPaintPlan& plan) {
+  paint::Plan out;
+  if (!plan.paints) return out;
+  out.size = plan.client;
+  out.fonts = plan.fonts;
+  out.ops.reserve(plan.tiles.size() + 4 + 4 * plan.keys.size());
+  for (const paint::FillRect& tile : plan.tiles) out.ops.emplace_back(tile);
+  out.ops.emplace_back(plan.lines);
+  out.ops.emplace_back(plan.brand);
+  out.ops.emplace_back(plan.input);
+  if (plan.mask) out.ops.emplace_back(*plan.mask);
+  for (const LockKeyPaint& key : plan.keys) {
+    out.ops.emplace_back(key.shadow);
+    out.ops.emplace_back(key.face);
+    if (key.label) out.ops.emplace_back(*key.label);
+    // A digit's icon has no strokes and the executor would make no pen for it; leaving it out
+    // keeps the plan to what is drawn.
+    if (!key.icon.strokes.empty()) out.ops.emplace_back(key.icon);
+  }
+  return out;
 }

@@ -1,5 +1,6 @@
 // Everything the lock window paints, as values: tiles, lines, shapes, texts and icon strokes in
-// drawing order. The GDI side only walks a plan, so what is drawn is decided and tested here.
+// drawing order, each part an operation of the one painting path. ToPaintPlan lays them out for
+// the GDI executor, so what is drawn is decided and tested here.
 #pragma once
 
 #include <cstddef>
@@ -10,13 +11,11 @@
 #include <vector>
 
 #include "lock/lock_layout.h"
+#include "paint/paint_plan.h"
 
-struct LockColor {
-  std::uint8_t red = 0;
-  std::uint8_t green = 0;
-  std::uint8_t blue = 0;
-  bool operator==(const LockColor&) const = default;
-};
+// The lock paints with the one painting path's values; the names stay the lock's own.
+using LockColor = paint::Color;
+using LockPen = paint::Pen;
 
 inline constexpr LockColor kLockLineColor{0x6E, 0xB9, 0xFF};
 inline constexpr LockColor kLockBrandInk{0xF0, 0xF7, 0xFF};
@@ -40,7 +39,7 @@ inline constexpr LockKeyColors kLockSubmitKeyColors{
 
 const LockKeyColors& LockKeyColorsFor(LockKeyKind kind);
 
-// The six fonts of the window, all created up front; three of them are never drawn with.
+// The six fonts of the window; three of them are never drawn with, and so never made.
 enum class LockFontRole : int { kBrand, kHeading, kSmall, kMask, kKeyLabel, kEmphasis };
 inline constexpr std::size_t kLockFontCount = 6;
 struct LockFontSpec {
@@ -57,81 +56,40 @@ inline constexpr std::u16string_view kLockFontFace = u"Microsoft YaHei";
 
 const LockFontSpec& LockFontSpecFor(LockFontRole role);
 int LockFontHeight(LockFontRole role, double scale);
-
-// DrawTextW format bits, with the values of DT_LEFT, DT_CENTER, DT_VCENTER and DT_SINGLELINE.
-inline constexpr unsigned kLockTextLeft = 0x00;
-inline constexpr unsigned kLockTextCenter = 0x01;
-inline constexpr unsigned kLockTextVCenter = 0x04;
-inline constexpr unsigned kLockTextSingleLine = 0x20;
+// The role's place in a lock plan's font table.
+constexpr std::size_t LockFontIndex(LockFontRole role) { return static_cast<std::size_t>(role); }
+// The six at a scale, in role order.
+std::vector<paint::Font> LockFontTable(double scale);
 
 inline constexpr std::u16string_view kLockBrandText = u"KELVO ZMS";
 inline constexpr char16_t kLockMaskChar = u'*';
 
-struct LockPen {
-  int width = 1;
-  LockColor color;
-  bool operator==(const LockPen&) const = default;
-};
-
-struct LockTile {
-  LockRect rect;
-  LockColor color;
-};
-
-struct LockLine {
-  LockPoint from;
-  LockPoint to;
-  bool operator==(const LockLine&) const = default;
-};
-
-// One RoundRect: filled with `fill`, outlined with `pen`, corner ellipse `corner` by `corner`.
-struct LockShape {
-  LockRect rect;
-  int corner = 0;
-  LockColor fill;
-  LockPen pen;
-};
-
-struct LockText {
-  std::u16string text;
-  LockRect rect;
-  LockFontRole font = LockFontRole::kBrand;
-  int fontHeight = 0;
-  LockColor ink;
-  unsigned format = 0;
-};
-
-// Each stroke is a MoveToEx to its first point and a LineTo through the rest.
-struct LockIcon {
-  LockPen pen;
-  std::vector<std::vector<LockPoint>> strokes;
-};
-
 struct LockKeyPaint {
-  LockShape shadow;
-  LockShape face;
-  std::optional<LockText> label;  // digits only
-  LockIcon icon;                  // no strokes for digits
+  paint::RoundRect shadow;
+  paint::RoundRect face;
+  std::optional<paint::Text> label;  // digits only
+  paint::Strokes icon;               // no strokes for digits
 };
 
 struct LockPaintPlan {
   bool paints = false;  // false for an empty client area: nothing but BeginPaint and EndPaint
   LockSize client;
   double scale = 1.0;
+  std::vector<paint::Font> fonts;  // the six, in the order of LockFontRole
   int tileSide = 0;
-  std::vector<LockTile> tiles;
-  LockPen linePen;
-  std::vector<LockLine> lines;
-  LockText brand;
-  LockShape input;
-  std::optional<LockText> mask;
+  std::vector<paint::FillRect> tiles;
+  paint::Strokes lines;  // each stroke one diagonal
+  paint::Text brand;
+  paint::RoundRect input;
+  std::optional<paint::Text> mask;
   std::vector<LockKeyPaint> keys;
 };
 
 // The background's colour for a tile whose top-left corner is (x, y).
 LockColor LockTileColor(LockSize client, int tileSide, int x, int y);
 
-LockKeyPaint PlanLockKey(const LockKey& key, double scale);
+// A key's shadow, face, label (digits) and icon; the label draws in the plan's key-label font.
+LockKeyPaint PlanLockKey(const LockKey& key);
 
 struct LockPaintInput {
   LockSize client;
@@ -143,3 +101,7 @@ struct LockPaintInput {
 };
 
 LockPaintPlan PlanLockPaint(const LockPaintInput& input);
+
+// The operations in drawing order: tiles, the diagonals, the brand, the input box and its mask,
+// then each key's shadow, face, label and icon. Empty when the plan paints nothing.
+paint::Plan ToPaintPlan(const LockPaintPlan& plan);

@@ -2,6 +2,7 @@
 
 #include "base/text.h"
 #include "lock/password_store.h"
+#include "paint/gdi_executor.h"
 #include "platform/gdi.h"
 #include "platform/user.h"
 
@@ -184,4 +185,8 @@ LockPaintPlan PlanLockWindowPaint(LockWindowHandle hwnd) {
   input.typedCount = state.lockTypedText.size();
   input.hasMessage = !state.lockMessage.empty();
   return PlanLockPaint(input);
+}
+
+void PaintLockWindow(LockWindowHandle hwnd) {
+  paint::PaintWindow(hwnd, ToPaintPlan(PlanLockWindowPaint(hwnd)));
 }

@@ -58,3 +58,5 @@ LockTimerAction DecideLockTimerAction(bool locked);
 void OnLockTimer(LockWindowHandle hwnd);
 
 LockPaintPlan PlanLockWindowPaint(LockWindowHandle hwnd);
+// WM_PAINT: the window's plan drawn by the one GDI executor, double-buffered.
+void PaintLockWindow(LockWindowHandle hwnd);

@@ -1,5 +1,5 @@
-// The lock window: one borderless topmost popup over the whole virtual desktop, painted with
-// GDI from the plan of lock_screen.h, in a process of its own without the engine.
+// The lock window: one borderless topmost popup over the whole virtual desktop, painted from
+// the plan of lock_screen.h, in a process of its own without the engine.
 #include <windows.h>
 #include <windowsx.h>
 
@@ -8,7 +8,6 @@
 #include "lock/lock_screen.h"
 #include "lock/lock_window.h"
 #include "lock/password_store.h"
-#include "lock/win32_lock_paint.h"
 #include "lock/win32_lock_window.h"
 #include "platform/win32/text.h"
 
@@ -23,24 +22,16 @@ static_assert((WS_EX_TOPMOST | WS_EX_TOOLWINDOW) == 136);
 LPCWSTR SystemCursor(LPCWSTR id) { return id; }
 LPCWSTR SystemCursor(LPCSTR id) { return reinterpret_cast<LPCWSTR>(id); }
 
-// The six fonts live from WM_CREATE to WM_DESTROY, on the window's one thread.
-LockFonts& Fonts() {
-  static LockFonts fonts;
-  return fonts;
-}
-
 }  // namespace
 
 LRESULT CALLBACK LockWindowProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
   switch (message) {
     case WM_CREATE:
-      Fonts() = CreateLockFonts(ComputeLockScale(hwnd));
       LayoutLockKeys(hwnd);
       ::SetTimer(hwnd, kLockTimerId, kLockTimerMilliseconds, nullptr);
       ::SetFocus(hwnd);
       return 0;
     case WM_DESTROY:
-      for (UniqueFont& font : Fonts()) font.reset();
       GetLockScreenState().keys.clear();
       ::PostQuitMessage(0);
       return 0;
@@ -48,7 +39,7 @@ LRESULT CALLBACK LockWindowProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM l
       LayoutLockKeys(hwnd);
       return 0;
     case WM_PAINT:
-      PaintLockWindow(hwnd, PlanLockWindowPaint(hwnd), Fonts());
+      PaintLockWindow(hwnd);
       return 0;
     case WM_CLOSE:
       // Alt+F4 and every outside close request end here: only the password or the file unlock.

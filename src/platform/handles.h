@@ -39,6 +39,8 @@ using PenHandle = HPEN__*;
 using FontHandle = HFONT__*;
 using BitmapHandle = HBITMAP__*;
 using RegionHandle = HRGN__*;
+// HGDIOBJ: any of the drawing objects above, as SelectObject and DeleteObject take them.
+using GdiObjectHandle = void*;
 using RegistryKey = HKEY__*;
 using ServiceHandle = SC_HANDLE__*;
 using WinEventHookHandle = HWINEVENTHOOK__*;

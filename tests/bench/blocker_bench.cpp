@@ -14,8 +14,9 @@
 #include "channels/standard_codec.h"
 #include "base/text.h"
 #include "ratio_report.h"
-#include "sim_desktop.h"
-#include "sim_platform.h"
+#include "sim_user.h"
+#include "sim_core.h"
+#include "sim_kernel.h"
 
 namespace {
 
@@ -74,7 +75,6 @@ void FillEngine() {
   blocker::WindowBlocker& engine = blocker::WindowBlocker::Instance();
   engine.ResetForTests();
   sim::ResetSimulation();
-  sim::ResetDesktop();
   sim::SetSystemTimeMs(1'700'000'000'000);
   sim::AddProcess(1300, {u"D:\\Tools\\notes.exe"});
   std::vector<blocker::WindowBlockRule> rules;
@@ -94,8 +94,8 @@ void FillEngine() {
     window.pid = 1300;
     window.className = u"NotesWindow";
     window.title = u"Notes window " + Utf8ToWide(std::to_string(i));
-    window.frameBounds = blocker::Rect{100, 100, 500, 400};
-    window.windowRect = blocker::Rect{100, 100, 500, 400};
+    window.frameBounds = Rect{100, 100, 500, 400};
+    window.windowRect = Rect{100, 100, 500, 400};
     engine.EvaluateWindow(sim::AddDesktopWindow(window), now + i, true, false, false);
   }
   blocker::WindowFacts facts = ScanFacts();

@@ -13,7 +13,7 @@
 #include "channels/binary_messenger_impl.h"
 #include "channels/method_channel.h"
 #include "channels/standard_codec.h"
-#include "fake_messenger.h"
+#include "sim_messenger.h"
 #include "sim_user.h"
 #include "sim_core.h"
 #include "sim_kernel.h"

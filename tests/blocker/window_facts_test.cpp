@@ -354,7 +354,8 @@ TEST_F(WindowFactsTest, LayeredWindowPassesAtAnyAlphaWithoutLogSkip) {
   for (const int alpha : {0, 1, 8, 9, 255}) {
     sim::DesktopWindow faded = AppWindow();
     faded.exStyle = platform::kWsExLayered;
-    faded.layered = sim::LayeredAttributes{0, static_cast<std::uint8_t>(alpha), platform::kLwaAlpha};
+    faded.layered =
+        sim::LayeredAttributes{0, static_cast<std::uint8_t>(alpha), platform::kLwaAlpha};
     EXPECT_TRUE(Gate(sim::AddDesktopWindow(faded), false, false)) << alpha;
   }
   EXPECT_FALSE(AnyStartsWith(sim::DesktopCalls(), "GetLayeredWindowAttributes"));

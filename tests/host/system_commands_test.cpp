@@ -10,8 +10,10 @@
 #include "channels/binary_messenger_impl.h"
 #include "channels/method_channel.h"
 #include "channels/standard_codec.h"
-#include "fake_messenger.h"
-#include "sim_platform.h"
+#include "sim_messenger.h"
+#include "sim_core.h"
+#include "sim_kernel.h"
+#include "sim_user.h"
 
 namespace {
 
@@ -49,8 +51,8 @@ class SystemCommandsTest : public ::testing::Test {
  protected:
   void SetUp() override {
     sim::ResetSimulation();
-    sim::ResetLaunch();
-    sim::ResetSystem();
+    // The display thread waits until the test runs it, so that before and after can be seen.
+    sim::SetHoldThreads(true);
   }
 
   static std::vector<std::string> Journal() { return sim::Journal(); }
@@ -89,11 +91,11 @@ TEST_F(SystemCommandsTest, TurnOffDisplayAnswersTrueBeforeTheDisplayGoesDark) {
   EXPECT_FALSE(sim::DisplayOff());
   EXPECT_EQ(sim::PendingThreadCount(), 1);
   // The handle is closed at once; nobody waits for the thread.
-  EXPECT_THAT(Journal(), ElementsAre("CreateThread", "CloseHandle"));
+  EXPECT_THAT(Journal(), ElementsAre("CreateThread", "CloseHandle thread"));
 
   sim::RunPendingThreads();
   EXPECT_TRUE(sim::DisplayOff());
-  EXPECT_THAT(Journal(), ElementsAre("CreateThread", "CloseHandle", "Sleep 100",
+  EXPECT_THAT(Journal(), ElementsAre("CreateThread", "CloseHandle thread", "Sleep 100",
                                      "SendMessageTimeoutW 0xffff 274 61808 2 2 1000"));
 }
 
@@ -127,10 +129,10 @@ TEST_F(SystemCommandsTest, TurnOffDisplayThreadReturnsZero) {
 
 TEST_F(SystemCommandsTest, RestartEnablesThePrivilegeThenAsksForARestart) {
   ExpectBool(Call("restartSystem"), true);
-  EXPECT_THAT(
-      Journal(),
-      ElementsAre("OpenProcessToken 40", "LookupPrivilegeValueW SeShutdownPrivilege",
-                  "AdjustTokenPrivileges 19 2", "CloseHandle", "ExitWindowsEx 18 0x80040001"));
+  EXPECT_THAT(Journal(),
+              ElementsAre("OpenProcessToken 40", "LookupPrivilegeValueW SeShutdownPrivilege",
+                          "AdjustTokenPrivileges 19 2", "CloseHandle token",
+                          "ExitWindowsEx 18 0x80040001"));
   ASSERT_EQ(sim::AcceptedExitRequests().size(), 1u);
   EXPECT_EQ(sim::AcceptedExitRequests()[0].flags, 18u);
   EXPECT_EQ(sim::AcceptedExitRequests()[0].reason, 0x80040001u);
@@ -170,7 +172,7 @@ TEST_F(SystemCommandsTest, FailedPrivilegeLookupClosesTheToken) {
   ExpectBool(Call("shutdownSystem"), false);
   EXPECT_THAT(Journal(),
               ElementsAre("OpenProcessToken 40", "LookupPrivilegeValueW SeShutdownPrivilege",
-                          "CloseHandle", "ExitWindowsEx 24 0x80040001"));
+                          "CloseHandle token", "ExitWindowsEx 24 0x80040001"));
 }
 
 TEST_F(SystemCommandsTest, EnableShutdownPrivilegeAloneExitsNothing) {

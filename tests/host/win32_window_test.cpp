@@ -6,8 +6,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "sim_platform.h"
-#include "sim_window.h"
+#include "sim_core.h"
+#include "sim_kernel.h"
+#include "sim_user.h"
 
 namespace {
 
@@ -26,7 +27,7 @@ class ProbeWindow : public Win32Window {
   ~ProbeWindow() override { sim::Record("~ProbeWindow"); }
 
   bool onCreateResult = true;
-  platform::NativeHandle handleAtOnCreate = nullptr;
+  platform::WindowHandle handleAtOnCreate = nullptr;
 
  protected:
   bool OnCreate() override {
@@ -42,11 +43,7 @@ class ProbeWindow : public Win32Window {
 
 class Win32WindowTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    sim::ResetSimulation();
-    sim::ResetLaunch();
-    sim::ResetWindows();
-  }
+  void SetUp() override { sim::ResetSimulation(); }
 
   static std::vector<std::string> Journal() { return sim::Journal(); }
 
@@ -108,7 +105,7 @@ TEST_F(Win32WindowTest, LaterWindowRegistersTheClassAnew) {
   Win32Window later;
   ASSERT_TRUE(CreateShown(later));
   EXPECT_EQ(Count("RegisterClassW FLUTTER_RUNNER_WIN32_WINDOW"), 2);
-  EXPECT_TRUE(sim::IsWindow(later.GetHandle()));
+  EXPECT_TRUE(sim::Window(later.GetHandle()).has_value());
 }
 
 TEST_F(Win32WindowTest, ActiveWindowCountFollowsTheObjects) {
@@ -132,7 +129,7 @@ TEST_F(Win32WindowTest, CreateAndShowMakesAVisibleOverlappedWindow) {
   ASSERT_TRUE(CreateShown(window));
   const auto state = sim::Window(window.GetHandle());
   ASSERT_TRUE(state.has_value());
-  EXPECT_EQ(state->style, 0x10CF0000u);
+  EXPECT_EQ(state->style, 0x00CF0000u);  // WS_VISIBLE is the `visible` flag
   EXPECT_TRUE(state->visible);
   EXPECT_EQ(state->title, u"ZMS");
   EXPECT_EQ(state->className, u"FLUTTER_RUNNER_WIN32_WINDOW");
@@ -156,10 +153,10 @@ TEST_F(Win32WindowTest, OriginAndSizeAreScaledByTheMonitorOfTheOrigin) {
             IndexOf("CreateWindowExW FLUTTER_RUNNER_WIN32_WINDOW "
                     "\"ZMS\" 281018368 15,30 1350x810"));
   const auto state = sim::Window(window.GetHandle());
-  EXPECT_EQ(state->x, 15);
-  EXPECT_EQ(state->y, 30);
-  EXPECT_EQ(state->width, 1350);
-  EXPECT_EQ(state->height, 810);
+  EXPECT_EQ(state->windowRect->left, 15);
+  EXPECT_EQ(state->windowRect->top, 30);
+  EXPECT_EQ(state->windowRect->Width(), 1350);
+  EXPECT_EQ(state->windowRect->Height(), 810);
 }
 
 TEST_F(Win32WindowTest, ScaledValuesAreTruncatedNotRounded) {
@@ -167,10 +164,10 @@ TEST_F(Win32WindowTest, ScaledValuesAreTruncatedNotRounded) {
   Win32Window window;
   ASSERT_TRUE(CreateShown(window, 11, 13, 1001, 803));
   const auto state = sim::Window(window.GetHandle());
-  EXPECT_EQ(state->x, 13);         // 13.75
-  EXPECT_EQ(state->y, 16);         // 16.25
-  EXPECT_EQ(state->width, 1251);   // 1251.25
-  EXPECT_EQ(state->height, 1003);  // 1003.75
+  EXPECT_EQ(state->windowRect->left, 13);        // 13.75
+  EXPECT_EQ(state->windowRect->top, 16);         // 16.25
+  EXPECT_EQ(state->windowRect->Width(), 1251);   // 1251.25
+  EXPECT_EQ(state->windowRect->Height(), 1003);  // 1003.75
 }
 
 TEST_F(Win32WindowTest, NoNativeWindowMakesCreateFailWithoutOnCreate) {
@@ -192,11 +189,11 @@ TEST_F(Win32WindowTest, OnCreateFalseFailsCreateAndLeavesTheWindowStanding) {
   ProbeWindow window;
   window.onCreateResult = false;
   EXPECT_FALSE(CreateShown(window));
-  const platform::NativeHandle handle = window.GetHandle();
+  const platform::WindowHandle handle = window.GetHandle();
   ASSERT_NE(handle, nullptr);
-  EXPECT_TRUE(sim::IsWindow(handle));
+  EXPECT_TRUE(sim::Window(handle).has_value());
   window.Destroy();
-  EXPECT_FALSE(sim::IsWindow(handle));
+  EXPECT_FALSE(sim::Window(handle).has_value());
   EXPECT_EQ(window.GetHandle(), nullptr);
 }
 
@@ -211,10 +208,10 @@ TEST_F(Win32WindowTest, CreationBeginsWithDestroySoOnDestroyRunsBeforeAnyWindow)
 TEST_F(Win32WindowTest, CreatingAgainReplacesTheWindow) {
   Win32Window window;
   ASSERT_TRUE(CreateShown(window));
-  const platform::NativeHandle first = window.GetHandle();
+  const platform::WindowHandle first = window.GetHandle();
   ASSERT_TRUE(CreateShown(window));
-  EXPECT_FALSE(sim::IsWindow(first));
-  EXPECT_TRUE(sim::IsWindow(window.GetHandle()));
+  EXPECT_FALSE(sim::Window(first).has_value());
+  EXPECT_TRUE(sim::Window(window.GetHandle()).has_value());
   EXPECT_NE(window.GetHandle(), first);
   EXPECT_EQ(sim::LiveWindowCount(), 1);
 }
@@ -224,7 +221,7 @@ TEST_F(Win32WindowTest, CreatingAgainReplacesTheWindow) {
 TEST_F(Win32WindowTest, NcCreateStoresTheObjectInTheWindow) {
   Win32Window window;
   ASSERT_TRUE(CreateShown(window));
-  EXPECT_EQ(host::platform::GetWindowLongPtrW(window.GetHandle(), -21),
+  EXPECT_EQ(platform::GetWindowLongPtrW(window.GetHandle(), -21),
             reinterpret_cast<std::intptr_t>(&window));
 }
 
@@ -242,7 +239,7 @@ TEST_F(Win32WindowTest, NcCreateEnablesNonClientDpiScalingAndFreesUser32) {
 }
 
 TEST_F(Win32WindowTest, MissingEnableNonClientDpiScalingLeavesUser32Loaded) {
-  sim::SetNonClientDpiScalingMissing(true);
+  sim::SetLibraryProcedures("user32.dll", {});
   Win32Window window;
   ASSERT_TRUE(CreateShown(window));
   EXPECT_FALSE(sim::Window(window.GetHandle())->nonClientDpiScaling);
@@ -289,27 +286,27 @@ TEST_F(Win32WindowTest, MinimumTrackingSizeDoesNotScaleWithDpi) {
 TEST_F(Win32WindowTest, DpiChangeMovesTheWindowToTheSuggestedRectangle) {
   Win32Window window;
   ASSERT_TRUE(CreateShown(window));
-  const platform::NativeHandle handle = window.GetHandle();
+  const platform::WindowHandle handle = window.GetHandle();
   EXPECT_EQ(sim::SendDpiChanged(handle, 144, {100, 50, 1900, 1130}), 0);
   const auto state = sim::Window(handle);
-  EXPECT_EQ(state->x, 100);
-  EXPECT_EQ(state->y, 50);
-  EXPECT_EQ(state->width, 1800);
-  EXPECT_EQ(state->height, 1080);
-  EXPECT_EQ(Journal().back(), "SetWindowPos " + sim::Label(handle) + " null 100,50 1800x1080 20");
+  EXPECT_EQ(state->windowRect->left, 100);
+  EXPECT_EQ(state->windowRect->top, 50);
+  EXPECT_EQ(state->windowRect->Width(), 1800);
+  EXPECT_EQ(state->windowRect->Height(), 1080);
+  EXPECT_EQ(Journal().back(), "SetWindowPos " + sim::Label(handle) + " TOP 100,50 1800x1080 20");
 }
 
 TEST_F(Win32WindowTest, SizeFitsTheChildToTheWholeClientArea) {
   Win32Window window;
   ASSERT_TRUE(CreateShown(window));
-  const platform::NativeHandle child = sim::CreatePlainWindow(u"CHILD", 10, 10);
+  const platform::WindowHandle child = sim::CreatePlainWindow(u"CHILD", 10, 10);
   window.SetChildContent(child);
-  host::platform::SetWindowPos(window.GetHandle(), nullptr, 0, 0, 1000, 800, 4);
+  platform::SetWindowPos(window.GetHandle(), nullptr, 0, 0, 1000, 800, 4);
   const auto state = sim::Window(child);
-  EXPECT_EQ(state->x, 0);
-  EXPECT_EQ(state->y, 0);
-  EXPECT_EQ(state->width, 1000 - sim::kFrameWidth);
-  EXPECT_EQ(state->height, 800 - sim::kFrameHeight);
+  EXPECT_EQ(state->windowRect->left, 0);
+  EXPECT_EQ(state->windowRect->top, 0);
+  EXPECT_EQ(state->windowRect->Width(), 1000 - sim::kFrameWidth);
+  EXPECT_EQ(state->windowRect->Height(), 800 - sim::kFrameHeight);
   EXPECT_EQ(Journal().back(), "MoveWindow " + sim::Label(child) + " 0,0 " +
                                   std::to_string(1000 - sim::kFrameWidth) + "x" +
                                   std::to_string(800 - sim::kFrameHeight) + " repaint");
@@ -328,9 +325,9 @@ TEST_F(Win32WindowTest, ActivationFocusesTheChild) {
   ASSERT_TRUE(CreateShown(window));
   EXPECT_EQ(sim::SendMessage(window.GetHandle(), kWmActivate, 1, 0), 0);
   EXPECT_EQ(sim::FocusWindow(), nullptr);
-  const platform::NativeHandle child = sim::CreatePlainWindow(u"CHILD", 10, 10);
+  const platform::WindowHandle child = sim::CreatePlainWindow(u"CHILD", 10, 10);
   window.SetChildContent(child);
-  host::platform::SetFocus(nullptr);
+  platform::SetFocus(nullptr);
   EXPECT_EQ(sim::SendMessage(window.GetHandle(), kWmActivate, 1, 0), 0);
   EXPECT_EQ(sim::FocusWindow(), child);
 }
@@ -338,12 +335,12 @@ TEST_F(Win32WindowTest, ActivationFocusesTheChild) {
 TEST_F(Win32WindowTest, SetChildContentParentsFitsAndFocusesInThatOrder) {
   Win32Window window;
   ASSERT_TRUE(CreateShown(window));
-  const platform::NativeHandle child = sim::CreatePlainWindow(u"CHILD", 10, 10);
+  const platform::WindowHandle child = sim::CreatePlainWindow(u"CHILD", 10, 10);
   const std::string childLabel = sim::Label(child);
   const auto before = Journal().size();
   window.SetChildContent(child);
   const auto journal = Journal();
-  const host::platform::Rect client = window.GetClientArea();
+  const Rect client = window.GetClientArea();
   EXPECT_THAT(std::vector<std::string>(journal.begin() + before, journal.end()),
               ElementsAre("SetParent " + childLabel + " " + sim::Label(window.GetHandle()),
                           "MoveWindow " + childLabel + " 0,0 " + std::to_string(client.right) +
@@ -378,9 +375,9 @@ TEST_F(Win32WindowTest, DestroyCallsOnDestroyThenDestroysTheWindowThenUnregister
 TEST_F(Win32WindowTest, NativeDestructionClearsTheHandleAndRunsOnDestroy) {
   ProbeWindow window;
   ASSERT_TRUE(CreateShown(window));
-  const platform::NativeHandle handle = window.GetHandle();
+  const platform::WindowHandle handle = window.GetHandle();
   const size_t start = Journal().size();
-  ASSERT_TRUE(host::platform::DestroyWindow(handle));
+  ASSERT_TRUE(platform::DestroyWindow(handle));
   const auto journal = Journal();
   const std::vector<std::string> tail(journal.begin() + start, journal.end());
   // WM_DESTROY clears the handle first, so the object does not destroy the window again.
@@ -393,7 +390,7 @@ TEST_F(Win32WindowTest, NativeDestructionPostsQuitWhenQuitOnClose) {
   Win32Window window;
   ASSERT_TRUE(CreateShown(window));
   window.SetQuitOnClose(true);
-  ASSERT_TRUE(host::platform::DestroyWindow(window.GetHandle()));
+  ASSERT_TRUE(platform::DestroyWindow(window.GetHandle()));
   EXPECT_EQ(sim::QuitMessagesPosted(), 1);
   EXPECT_EQ(Count("PostQuitMessage 0"), 1);
 }
@@ -408,9 +405,9 @@ TEST_F(Win32WindowTest, QuitOnCloseIsFalseAfterConstruction) {
 TEST_F(Win32WindowTest, DestructorDestroysTheWindowWithoutReachingTheOverride) {
   auto window = std::make_unique<ProbeWindow>();
   ASSERT_TRUE(CreateShown(*window));
-  const platform::NativeHandle handle = window->GetHandle();
+  const platform::WindowHandle handle = window->GetHandle();
   window.reset();
-  EXPECT_FALSE(sim::IsWindow(handle));
+  EXPECT_FALSE(sim::Window(handle).has_value());
   const size_t destructorAt = IndexOf("~ProbeWindow");
   const auto journal = Journal();
   for (size_t i = destructorAt; i < journal.size(); ++i) {

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <optional>
 #include <string>
 #include <vector>
@@ -6,64 +7,45 @@
 
 #include "lock/lock_screen.h"
 #include "lock/password_store.h"
-#include "sim_platform.h"
+#include "sim_core.h"
+#include "sim_crypto.h"
+#include "sim_gdi.h"
+#include "sim_kernel.h"
+#include "sim_user.h"
 
 namespace {
 
-// The one window the lock logic sees, scripted by each test.
-struct FakeLockWindow {
-  LockSize client{1920, 1080};
-  unsigned windowDpi = 96;
-  unsigned deviceDpi = 96;
-  std::optional<LockSize> monitor = LockSize{1920, 1080};
-  LockSize primaryScreen{1920, 1080};
-  std::optional<LockPoint> cursor;
-  int invalidations = 0;
-  int destroyed = 0;
-  int raised = 0;
-  int deviceCapsQueries = 0;
-  std::vector<lock::platform::WindowHandle> handles;
-};
+// The lock window as the logic sees it: a pop-up of this process over the whole screen.
+LockWindowHandle kHwnd = nullptr;
+sim::MonitorConfig monitor;
 
-FakeLockWindow& Window() {
-  static FakeLockWindow window;
-  return window;
+void SetClient(LockSize size) {
+  sim::ChangeDesktopWindow(kHwnd, [size](sim::DesktopWindow& window) {
+    window.windowRect = Rect{0, 0, size.width, size.height};
+  });
+}
+void SetWindowDpi(unsigned dpi) {
+  sim::ChangeDesktopWindow(kHwnd, [dpi](sim::DesktopWindow& window) { window.dpi = dpi; });
+}
+void SetMonitorSize(std::optional<LockSize> size) {
+  monitor.size = size;
+  sim::SetMonitor(monitor);
+}
+void SetPrimaryScreen(LockSize size) {
+  monitor.primaryScreen = size;
+  sim::SetMonitor(monitor);
 }
 
-}  // namespace
-
-namespace lock::platform {
-
-LockSize GetClientSize(WindowHandle window) {
-  Window().handles.push_back(window);
-  return Window().client;
+int Count(const std::vector<std::string>& calls, const std::string& prefix) {
+  return static_cast<int>(std::count_if(calls.begin(), calls.end(), [&](const std::string& call) {
+    return call.rfind(prefix, 0) == 0;
+  }));
 }
-unsigned GetDpiForWindow(WindowHandle) { return Window().windowDpi; }
-unsigned GetDeviceCapsLogPixelsX(WindowHandle) {
-  ++Window().deviceCapsQueries;
-  return Window().deviceDpi;
-}
-std::optional<LockSize> GetNearestMonitorSize(WindowHandle) { return Window().monitor; }
-LockSize GetPrimaryScreenSize() { return Window().primaryScreen; }
-std::optional<LockPoint> GetCursorClientPos(WindowHandle) { return Window().cursor; }
-void InvalidateRect(WindowHandle window) {
-  Window().handles.push_back(window);
-  ++Window().invalidations;
-}
-void DestroyWindow(WindowHandle window) {
-  Window().handles.push_back(window);
-  ++Window().destroyed;
-}
-void SetWindowPosTopmost(WindowHandle window) {
-  Window().handles.push_back(window);
-  ++Window().raised;
-}
+int Invalidations() { return Count(sim::Journal(), "InvalidateRect " + sim::Label(kHwnd)); }
+int Destroyed() { return Count(sim::Journal(), "DestroyWindow " + sim::Label(kHwnd)); }
+int Raised() { return Count(sim::Journal(), "SetWindowPos " + sim::Label(kHwnd) + " TOPMOST"); }
+int DeviceCapsQueries() { return Count(sim::Journal(), "GetDC "); }
 
-}  // namespace lock::platform
-
-namespace {
-
-LockWindowHandle const kHwnd = reinterpret_cast<LockWindowHandle>(0x4C0C);
 const std::u16string kLockPath = u"C:\\ProgramData\\KelvoTarnel\\pseudo_lock.json";
 
 // printf '2468' | sha256sum
@@ -92,9 +74,15 @@ class LockScreenTest : public ::testing::Test {
  protected:
   void SetUp() override {
     sim::ResetSimulation();
-    sim::ResetLaunch();
     ResetLockScreenState();
-    Window() = FakeLockWindow{};
+    monitor = {};
+    sim::DesktopWindow window;
+    window.pid = sim::kOwnProcessId;
+    window.threadId = sim::kOwnThreadId;
+    window.style = platform::kWsPopup;
+    window.exStyle = platform::kWsExTopmost;
+    window.windowRect = Rect{0, 0, 1920, 1080};
+    kHwnd = sim::AddDesktopWindow(window);
     sim::AddDirectory(u"C:\\ProgramData\\KelvoTarnel");
   }
 
@@ -113,11 +101,11 @@ class LockScreenTest : public ::testing::Test {
 
   // One key press as the message loop delivers it: WM_KEYDOWN, then WM_CHAR if it translates.
   static void PressEnter() {
-    HandleLockKeyDown(kHwnd, kLockVirtualKeyEnter);
-    if (Window().destroyed == 0) HandleLockChar(kHwnd, kLockCharEnter);
+    HandleLockKeyDown(kHwnd, platform::kVkReturn);
+    if (Destroyed() == 0) HandleLockChar(kHwnd, kLockCharEnter);
   }
   static void PressBackspace() {
-    HandleLockKeyDown(kHwnd, kLockVirtualKeyBackspace);
+    HandleLockKeyDown(kHwnd, platform::kVkBack);
     HandleLockChar(kHwnd, kLockCharBackspace);
   }
 
@@ -149,18 +137,18 @@ TEST_F(LockInput, TheThirtyThirdDigitIsDroppedSilentlyButStillRepaints) {
   StartLock(LockFile(true, kDigest2468));
   TypeChars(std::u16string(32, u'7'));
   State().lockMessage = std::u16string(kLockWrongPasswordMessage);
-  const int before = Window().invalidations;
+  const int before = Invalidations();
   HandleLockChar(kHwnd, u'8');
   EXPECT_EQ(State().lockTypedText, std::u16string(32, u'7'));
   EXPECT_EQ(State().lockMessage, u"");
-  EXPECT_EQ(Window().invalidations, before + 1);
+  EXPECT_EQ(Invalidations(), before + 1);
 }
 
 TEST_F(LockInput, ThirtyTwoDigitPasswordStillUnlocksAfterAThirtyThirdDigit) {
   StartLock(LockFile(true, kDigest32Digits));
   TypeChars(u"123456789012345678901234567890129");
   PressEnter();
-  EXPECT_EQ(Window().destroyed, 1);
+  EXPECT_EQ(Destroyed(), 1);
 }
 
 TEST_F(LockInput, EscEmptiesTheText) {
@@ -182,18 +170,18 @@ TEST_F(LockInput, BackspaceOnEmptyTextDoesNothingButRepaint) {
   StartLock(LockFile(true, kDigest2468));
   PressBackspace();
   EXPECT_EQ(State().lockTypedText, u"");
-  EXPECT_EQ(Window().invalidations, 2);
+  EXPECT_EQ(Invalidations(), 2);
 }
 
 TEST_F(LockInput, CharactersOtherThanDigitsBackspaceEnterAndEscAreDropped) {
   StartLock(LockFile(true, kDigest2468));
   TypeChars(u"12");
   State().lockMessage = std::u16string(kLockWrongPasswordMessage);
-  const int before = Window().invalidations;
+  const int before = Invalidations();
   TypeChars(u"a ٣１\t");
   EXPECT_EQ(State().lockTypedText, u"12");
   EXPECT_EQ(State().lockMessage, kLockWrongPasswordMessage);
-  EXPECT_EQ(Window().invalidations, before);
+  EXPECT_EQ(Invalidations(), before);
 }
 
 TEST_F(LockInput, KeyDownOfOtherKeysDoesNothing) {
@@ -219,8 +207,15 @@ TEST_F(LockInput, EveryChangeRepaintsTheWholeWindowOnce) {
   StartLock(LockFile(true, kDigest2468));
   TypeChars(u"12");
   HandleLockChar(kHwnd, kLockCharEscape);
-  EXPECT_EQ(Window().invalidations, 3);
-  for (auto handle : Window().handles) EXPECT_EQ(handle, kHwnd);
+  EXPECT_EQ(Invalidations(), 3);
+  // Every call that named a window named the lock window.
+  for (const std::string& call : sim::DesktopCalls()) {
+    const std::size_t from = call.find(' ') + 1;
+    const std::string target = call.substr(from, call.find(' ', from) - from);
+    if (target == "null" || target == "stale" || target.rfind('w', 0) == 0) {
+      EXPECT_EQ(target, sim::Label(kHwnd)) << call;
+    }
+  }
 }
 
 // ---- Submitting ----
@@ -228,8 +223,8 @@ TEST_F(LockInput, EveryChangeRepaintsTheWholeWindowOnce) {
 TEST_F(LockSubmit, RightPasswordWritesUnlockedAndEndsTheWindowAtTheFirstOfTheTwo) {
   StartLock(LockFile(true, kDigest2468) + "\n");
   TypeChars(u"2468");
-  HandleLockKeyDown(kHwnd, kLockVirtualKeyEnter);
-  EXPECT_EQ(Window().destroyed, 1);
+  HandleLockKeyDown(kHwnd, platform::kVkReturn);
+  EXPECT_EQ(Destroyed(), 1);
   EXPECT_EQ(sim::GetFile(kLockPath), LockFile(false, kDigest2468));
 }
 
@@ -244,14 +239,14 @@ TEST_F(LockSubmit, RewriteKeepsTheHashAndDropsOtherFields) {
 TEST_F(LockSubmit, WrongEnterSubmitsTwiceAndBothFail) {
   StartLock(LockFile(true, kDigest2468));
   TypeChars(u"1357");
-  HandleLockKeyDown(kHwnd, kLockVirtualKeyEnter);
+  HandleLockKeyDown(kHwnd, platform::kVkReturn);
   EXPECT_EQ(State().lockMessage, kLockWrongPasswordMessage);
   EXPECT_EQ(State().lockTypedText, u"");
   // The WM_CHAR of the same press clears the message, then submits the empty box.
   HandleLockChar(kHwnd, kLockCharEnter);
   EXPECT_EQ(State().lockMessage, kLockWrongPasswordMessage);
   EXPECT_EQ(State().lockTypedText, u"");
-  EXPECT_EQ(Window().destroyed, 0);
+  EXPECT_EQ(Destroyed(), 0);
   EXPECT_EQ(sim::GetFile(kLockPath), LockFile(true, kDigest2468));
   EXPECT_EQ(InputBorder(), kLockInputBorderWithMessage);
 }
@@ -264,14 +259,14 @@ TEST_F(LockSubmit, NoLimitOnAttempts) {
   }
   TypeChars(u"2468");
   PressEnter();
-  EXPECT_EQ(Window().destroyed, 1);
+  EXPECT_EQ(Destroyed(), 1);
 }
 
 TEST_F(LockSubmit, StoredDigestInCapitalsStillMatches) {
   StartLock(LockFile(true, Upper(kDigest2468)));
   TypeChars(u"2468");
   PressEnter();
-  EXPECT_EQ(Window().destroyed, 1);
+  EXPECT_EQ(Destroyed(), 1);
   EXPECT_EQ(sim::GetFile(kLockPath), LockFile(false, Upper(kDigest2468)));
 }
 
@@ -282,7 +277,7 @@ TEST_F(LockSubmit, MissingFileStaysLockedAndEverySubmitSaysNoPasswordIsSet) {
   PressEnter();
   EXPECT_EQ(State().lockMessage, kLockNoPasswordMessage);
   EXPECT_EQ(State().lockTypedText, u"2468");  // the typed text stays
-  EXPECT_EQ(Window().destroyed, 0);
+  EXPECT_EQ(Destroyed(), 0);
   EXPECT_FALSE(sim::GetFile(kLockPath).has_value());
   EXPECT_EQ(PlanLockWindowPaint(kHwnd).mask->text, u"****");
   EXPECT_EQ(InputBorder(), kLockInputBorderWithMessage);
@@ -298,7 +293,7 @@ TEST_F(LockSubmit, TheDigestOfTheEmptyTextCanUnlock) {
   // printf '' | sha256sum: an empty box is hashed like any other text.
   StartLock(LockFile(true, "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855"));
   PressEnter();
-  EXPECT_EQ(Window().destroyed, 1);
+  EXPECT_EQ(Destroyed(), 1);
 }
 
 TEST_F(LockSubmit, FailedHashReadsAsAWrongPassword) {
@@ -307,7 +302,7 @@ TEST_F(LockSubmit, FailedHashReadsAsAWrongPassword) {
   TypeChars(u"2468");
   SubmitLockPassword(kHwnd);
   EXPECT_EQ(State().lockMessage, kLockWrongPasswordMessage);
-  EXPECT_EQ(Window().destroyed, 0);
+  EXPECT_EQ(Destroyed(), 0);
 }
 
 TEST_F(LockSubmit, AFailedWriteDoesNotStopTheUnlock) {
@@ -315,7 +310,7 @@ TEST_F(LockSubmit, AFailedWriteDoesNotStopTheUnlock) {
   sim::SetReadOnly(kLockPath, true);
   TypeChars(u"2468");
   PressEnter();
-  EXPECT_EQ(Window().destroyed, 1);
+  EXPECT_EQ(Destroyed(), 1);
   EXPECT_EQ(sim::GetFile(kLockPath), LockFile(true, kDigest2468));
 }
 
@@ -324,7 +319,7 @@ TEST_F(LockSubmit, TheDigestIsReadOnceAtStart) {
   sim::SetFile(kLockPath, LockFile(true, "0000"));
   TypeChars(u"2468");
   PressEnter();
-  EXPECT_EQ(Window().destroyed, 1);
+  EXPECT_EQ(Destroyed(), 1);
 }
 
 // ---- Clicks ----
@@ -347,17 +342,17 @@ TEST_F(LockClick, BackspaceKeyDeletesOneDigit) {
 TEST_F(LockClick, ClickOnTheClearKeyEmptiesTheText) {
   StartLock(LockFile(true, kDigest2468));
   TypeChars(u"123");
-  const int before = Window().invalidations;
+  const int before = Invalidations();
   Click(9);
   EXPECT_EQ(State().lockTypedText, u"");
-  EXPECT_EQ(Window().invalidations, before + 1);
+  EXPECT_EQ(Invalidations(), before + 1);
 }
 
 TEST_F(LockClick, SubmitKeySubmitsOnce) {
   StartLock(LockFile(true, kDigest2468));
   TypeChars(u"2468");
   Click(12);
-  EXPECT_EQ(Window().destroyed, 1);
+  EXPECT_EQ(Destroyed(), 1);
 }
 
 TEST_F(LockClick, ClickOutsideAllKeysKeepsTheMessageAndTheRedBorder) {
@@ -365,13 +360,13 @@ TEST_F(LockClick, ClickOutsideAllKeysKeepsTheMessageAndTheRedBorder) {
   TypeChars(u"11");
   Click(12);
   ASSERT_EQ(State().lockMessage, kLockWrongPasswordMessage);
-  const int before = Window().invalidations;
+  const int before = Invalidations();
   PressLockKeyAt(kHwnd, 10, 10);
   const LockPoint inBox = CentreOf(State().lockInputRect);
   PressLockKeyAt(kHwnd, inBox.x, inBox.y);
   EXPECT_EQ(State().lockMessage, kLockWrongPasswordMessage);
   EXPECT_EQ(InputBorder(), kLockInputBorderWithMessage);
-  EXPECT_EQ(Window().invalidations, before);
+  EXPECT_EQ(Invalidations(), before);
 }
 
 TEST_F(LockClick, AnyKeyPressClearsTheMessage) {
@@ -386,8 +381,8 @@ TEST_F(LockClick, AnyKeyPressClearsTheMessage) {
 }
 
 TEST_F(LockClick, KeysAreFoundWhereTheLayoutPutThemAt4K) {
-  Window().client = {3840, 2160};
-  Window().monitor = LockSize{3840, 2160};
+  SetClient({3840, 2160});
+  SetMonitorSize(LockSize{3840, 2160});
   StartLock(LockFile(true, kDigest2468));
   PressLockKeyAt(kHwnd, 1700, 888);   // key 1's top-left pixel
   PressLockKeyAt(kHwnd, 1827, 1015);  // and its bottom-right one
@@ -406,16 +401,16 @@ TEST_F(LockTimer, LockedFileLiftsTheWindowAgain) {
   StartLock(LockFile(true, kDigest2468));
   OnLockTimer(kHwnd);
   OnLockTimer(kHwnd);
-  EXPECT_EQ(Window().raised, 2);
-  EXPECT_EQ(Window().destroyed, 0);
+  EXPECT_EQ(Raised(), 2);
+  EXPECT_EQ(Destroyed(), 0);
 }
 
 TEST_F(LockTimer, FileChangedToUnlockedEndsTheLockWithoutAPasswordOrAWrite) {
   StartLock(LockFile(true, kDigest2468));
   sim::SetFile(kLockPath, "{\"locked\":false}");
   OnLockTimer(kHwnd);
-  EXPECT_EQ(Window().destroyed, 1);
-  EXPECT_EQ(Window().raised, 0);
+  EXPECT_EQ(Destroyed(), 1);
+  EXPECT_EQ(Raised(), 0);
   EXPECT_EQ(sim::GetFile(kLockPath), "{\"locked\":false}");
 }
 
@@ -423,78 +418,78 @@ TEST_F(LockTimer, DeletedFileKeepsTheLock) {
   StartLock(LockFile(true, kDigest2468));
   sim::RemoveFile(kLockPath);
   OnLockTimer(kHwnd);
-  EXPECT_EQ(Window().destroyed, 0);
-  EXPECT_EQ(Window().raised, 1);
+  EXPECT_EQ(Destroyed(), 0);
+  EXPECT_EQ(Raised(), 1);
 }
 
 TEST_F(LockTimer, QuotedFalseStillReadsAsLocked) {
   StartLock(LockFile(true, kDigest2468));
   sim::SetFile(kLockPath, "{\"locked\":\"false\"}");
   OnLockTimer(kHwnd);
-  EXPECT_EQ(Window().destroyed, 1);  // a quoted value is not "true": unlocked
+  EXPECT_EQ(Destroyed(), 1);  // a quoted value is not "true": unlocked
 }
 
 // ---- Cursor ----
 
 TEST_F(LockCursor, HandOverAKeyInTheClientArea) {
   StartLock(LockFile(true, kDigest2468));
-  Window().cursor = CentreOf(State().keys[4].rect);
-  EXPECT_TRUE(WantsLockHandCursor(kHwnd, kLockHitClient));
+  sim::SetCursorPos(CentreOf(State().keys[4].rect));
+  EXPECT_TRUE(WantsLockHandCursor(kHwnd, platform::kHtClient));
 }
 
 TEST_F(LockCursor, ArrowOffTheKeys) {
   StartLock(LockFile(true, kDigest2468));
-  Window().cursor = CentreOf(State().lockInputRect);
-  EXPECT_FALSE(WantsLockHandCursor(kHwnd, kLockHitClient));
-  Window().cursor = std::nullopt;
-  EXPECT_FALSE(WantsLockHandCursor(kHwnd, kLockHitClient));
+  sim::SetCursorPos(CentreOf(State().lockInputRect));
+  EXPECT_FALSE(WantsLockHandCursor(kHwnd, platform::kHtClient));
+  sim::SetCursorPos(std::nullopt);
+  EXPECT_FALSE(WantsLockHandCursor(kHwnd, platform::kHtClient));
 }
 
 TEST_F(LockCursor, ArrowForHitTestCodesOtherThanClient) {
   StartLock(LockFile(true, kDigest2468));
-  Window().cursor = CentreOf(State().keys[4].rect);
+  sim::SetCursorPos(CentreOf(State().keys[4].rect));
   EXPECT_FALSE(WantsLockHandCursor(kHwnd, 2));  // HTCAPTION
   EXPECT_FALSE(WantsLockHandCursor(kHwnd, 0));  // HTNOWHERE
 }
 
 TEST_F(LockCursor, NoKeysAfterDestroyNoHand) {
   StartLock(LockFile(true, kDigest2468));
-  Window().cursor = CentreOf(State().keys[4].rect);
+  sim::SetCursorPos(CentreOf(State().keys[4].rect));
   State().keys.clear();
-  EXPECT_FALSE(WantsLockHandCursor(kHwnd, kLockHitClient));
+  EXPECT_FALSE(WantsLockHandCursor(kHwnd, platform::kHtClient));
 }
 
 // ---- Scale of the window ----
 
 TEST_F(LockWindowScale, WindowDpiFirst) {
-  Window().windowDpi = 144;
-  Window().deviceDpi = 192;
+  SetWindowDpi(144);
+  sim::SetScreenDpi(192);
   EXPECT_DOUBLE_EQ(ComputeLockScale(kHwnd), 1.5);
-  EXPECT_EQ(Window().deviceCapsQueries, 0);
+  EXPECT_EQ(DeviceCapsQueries(), 0);
 }
 
 TEST_F(LockWindowScale, DeviceCapsWhenTheWindowDpiIsMissing) {
-  Window().windowDpi = 0;
-  Window().deviceDpi = 192;
+  SetWindowDpi(0);
+  sim::SetScreenDpi(192);
   EXPECT_DOUBLE_EQ(ComputeLockScale(kHwnd), 2.0);
 }
 
 TEST_F(LockWindowScale, NinetySixWhenNeitherAnswers) {
-  Window().windowDpi = 0;
-  Window().deviceDpi = 0;
-  Window().monitor = LockSize{1280, 720};
+  SetWindowDpi(0);
+  sim::SetScreenDpi(0);
+  SetMonitorSize(LockSize{1280, 720});
   EXPECT_DOUBLE_EQ(ComputeLockScale(kHwnd), 1.0);
 }
 
 TEST_F(LockWindowScale, PrimaryScreenWhenTheMonitorCannotBeRead) {
-  Window().monitor = std::nullopt;
-  Window().primaryScreen = {3840, 2160};
+  SetMonitorSize(std::nullopt);
+  SetPrimaryScreen({3840, 2160});
   EXPECT_DOUBLE_EQ(ComputeLockScale(kHwnd), 2.0);
 }
 
 TEST_F(LockWindowScale, LayoutUsesTheClientSizeAndTheMonitorScale) {
   // Two 1920x1080 monitors side by side: the window spans both, the scale is one monitor's.
-  Window().client = {3840, 1080};
+  SetClient({3840, 1080});
   LayoutLockKeys(kHwnd);
   EXPECT_EQ(State().keys.size(), 13u);
   EXPECT_EQ(State().lockInputRect, LayoutLockKeysFrom({3840, 1080}, 1.0).inputRect);
@@ -503,14 +498,14 @@ TEST_F(LockWindowScale, LayoutUsesTheClientSizeAndTheMonitorScale) {
 
 TEST_F(LockWindowScale, LayoutReplacesTheKeyList) {
   LayoutLockKeys(kHwnd);
-  Window().client = {1280, 720};
+  SetClient({1280, 720});
   LayoutLockKeys(kHwnd);
   EXPECT_EQ(State().keys.size(), 13u);
   EXPECT_EQ(State().keys[0].rect, LayoutLockKeysFrom({1280, 720}, 1.0).keys[0].rect);
 }
 
 TEST_F(LockWindowScale, PaintPlanOfAnEmptyClientPaintsNothing) {
-  Window().client = {0, 0};
+  SetClient({0, 0});
   EXPECT_FALSE(PlanLockWindowPaint(kHwnd).paints);
 }
 

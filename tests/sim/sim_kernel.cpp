@@ -979,6 +979,7 @@ void* GetProcAddress(ModuleHandle module, const char* name) {
 }
 
 bool FreeLibrary(ModuleHandle module) {
+  sim::Record("FreeLibrary");
   const std::lock_guard guard(K().lock);
   sim::Library* library = LibraryOfLocked(module);
   if (!library || library->references == 0) {

@@ -130,7 +130,7 @@ struct Desktop {
   std::vector<Timer> timers;
   std::uintptr_t nextThreadTimer = kThreadTimerBase;
 
-  Point cursorPos{640, 400};
+  std::optional<Point> cursorPos = Point{640, 400};
   std::optional<std::uint32_t> lastInput = 0U;
   std::map<platform::MenuHandle, std::vector<sim::MenuItem>> menus;
   std::uintptr_t nextMenu = kMenuBase;
@@ -462,7 +462,7 @@ void ResetUser() {
   d.holdQueueCreation = false;
   d.timers.clear();
   d.nextThreadTimer = kThreadTimerBase;
-  d.cursorPos = {640, 400};
+  d.cursorPos = Point{640, 400};
   d.lastInput = 0U;
   d.menus.clear();
   d.nextMenu = kMenuBase;
@@ -793,7 +793,7 @@ void WaitForWinEventsHandled() {
 
 // ---- Input, menus, the tray ----
 
-void SetCursorPos(Point point) {
+void SetCursorPos(std::optional<Point> point) {
   const std::lock_guard guard(D().lock);
   D().cursorPos = point;
 }
@@ -1332,8 +1332,9 @@ bool SetWindowPos(WindowHandle window, WindowHandle insertAfter, int x, int y, i
       const std::lock_guard guard(D().lock);
       where = InsertAfterLocked(insertAfter);
     }
-    const Call call = Act("SetWindowPos", window,
-        where + " " + Geometry(x, y, width, height) + " " + std::to_string(flags));
+    const Call call =
+        Act("SetWindowPos", window,
+            where + " " + Geometry(x, y, width, height) + " " + std::to_string(flags));
   }
   {
     const std::lock_guard guard(D().lock);
@@ -1358,7 +1359,8 @@ bool SetWindowPos(WindowHandle window, WindowHandle insertAfter, int x, int y, i
 }
 
 bool MoveWindow(WindowHandle window, int x, int y, int width, int height, bool repaint) {
-  const Call call = Act("MoveWindow", window, Geometry(x, y, width, height) + (repaint ? " repaint" : ""));
+  const Call call =
+      Act("MoveWindow", window, Geometry(x, y, width, height) + (repaint ? " repaint" : ""));
   {
     const std::lock_guard guard(D().lock);
     if (!FindLocked(window)) {
@@ -1412,8 +1414,9 @@ bool InvalidateRect(WindowHandle window, const Rect*, bool) {
 
 bool PostMessageW(WindowHandle window, unsigned message, std::uintptr_t wParam,
                   std::intptr_t lParam) {
-  const Call call = Act("PostMessageW", window,
-      std::to_string(message) + " " + std::to_string(wParam) + " " + std::to_string(lParam));
+  const Call call =
+      Act("PostMessageW", window,
+          std::to_string(message) + " " + std::to_string(wParam) + " " + std::to_string(lParam));
   const std::lock_guard guard(D().lock);
   WindowRecord* record = FindLocked(window);
   if (!record) {
@@ -1439,8 +1442,9 @@ bool PostMessageW(WindowHandle window, unsigned message, std::uintptr_t wParam,
 
 std::intptr_t SendMessageW(WindowHandle window, unsigned message, std::uintptr_t wParam,
                            std::intptr_t lParam) {
-  const Call call = Query("SendMessageW", window,
-        std::to_string(message) + " " + std::to_string(wParam) + " " + std::to_string(lParam));
+  const Call call =
+      Query("SendMessageW", window,
+            std::to_string(message) + " " + std::to_string(wParam) + " " + std::to_string(lParam));
   return Deliver(window, message, wParam, lParam);
 }
 
@@ -1630,7 +1634,8 @@ unsigned RegisterWindowMessageW(std::u16string_view name) {
 // ---- Timers ----
 
 std::uintptr_t SetTimer(WindowHandle window, std::uintptr_t id, unsigned elapseMilliseconds) {
-  const Call call = Act("SetTimer", window, std::to_string(id) + " " + std::to_string(elapseMilliseconds));
+  const Call call =
+      Act("SetTimer", window, std::to_string(id) + " " + std::to_string(elapseMilliseconds));
   const std::uint32_t now = GetTickCount();
   const std::lock_guard guard(D().lock);
   std::uint32_t threadId = GetCurrentThreadId();
@@ -1797,8 +1802,8 @@ unsigned SendInput(std::span<const KeyboardInput> inputs) {
 
 bool GetCursorPos(Point* point) {
   const std::lock_guard guard(D().lock);
-  if (!point) return false;
-  *point = D().cursorPos;
+  if (!point || !D().cursorPos) return false;
+  *point = *D().cursorPos;
   return true;
 }
 
@@ -1856,8 +1861,9 @@ bool AppendMenuW(MenuHandle menu, unsigned flags, std::uintptr_t id, std::u16str
 }
 
 int TrackPopupMenu(MenuHandle menu, unsigned flags, int x, int y, WindowHandle owner) {
-  const Call call = Act("TrackPopupMenu", owner,
-      std::to_string(flags) + " " + std::to_string(x) + "," + std::to_string(y));
+  const Call call("TrackPopupMenu " + std::to_string(flags) + " " + std::to_string(x) + "," +
+                      std::to_string(y) + " " + sim::Label(owner),
+                  owner, true);
   const std::lock_guard guard(D().lock);
   const auto it = D().menus.find(menu);
   if (it == D().menus.end() || !FindLocked(owner)) return 0;

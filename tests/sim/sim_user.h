@@ -178,7 +178,8 @@ void WaitForWinEventHooks(int count);
 void WaitForWinEventsHandled();
 
 // ---- Input, menus, the tray ----
-void SetCursorPos(Point point);
+// nullopt makes GetCursorPos fail, as it does on a desktop the process cannot read.
+void SetCursorPos(std::optional<Point> point);
 // nullopt makes GetLastInputInfo fail.
 void SetLastInputTick(std::optional<std::uint32_t> tick);
 struct MenuItem {

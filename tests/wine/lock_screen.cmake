@@ -2,7 +2,7 @@
 # others start sessions of their own on a 3840x2160 screen and at 144 DPI, under the build tree,
 # and still hold wine_app so that no two lock windows meet.
 set(KT_LOCK_ENV
-  "KT_LOCK_PROBE=$<TARGET_FILE:lock_paint_probe>"
+  "KT_LOCK_PROBE=$<TARGET_FILE:paint_probe>"
   "KT_LOCK_SHOTS=${PROJECT_SOURCE_DIR}/build/lock-screenshots")
 
 add_test(NAME wine_lock_screen COMMAND bash ${CMAKE_CURRENT_SOURCE_DIR}/lock_screen_test.sh)

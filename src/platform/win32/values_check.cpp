@@ -114,6 +114,22 @@ static_assert(kEwxReboot == EWX_REBOOT && kEwxPowerOff == EWX_POWEROFF &&
 
 // GDI.
 static_assert(kLogPixelsX == LOGPIXELSX);
+static_assert(std::is_same_v<GdiObjectHandle, HGDIOBJ> && sizeof(ColorRef) == sizeof(COLORREF) &&
+              std::is_unsigned_v<ColorRef>);
+static_assert(Rgb(0x12, 0x34, 0x56) == RGB(0x12, 0x34, 0x56));
+static_assert(kPsSolid == PS_SOLID && kTransparent == TRANSPARENT && kOpaque == OPAQUE &&
+              kSrcCopy == SRCCOPY);
+static_assert(kRegionError == ERROR && kNullRegion == NULLREGION && kSimpleRegion == SIMPLEREGION &&
+              kComplexRegion == COMPLEXREGION);
+static_assert(kDefaultCharset == DEFAULT_CHARSET && kOutDefaultPrecis == OUT_DEFAULT_PRECIS &&
+              kClipDefaultPrecis == CLIP_DEFAULT_PRECIS && kClearTypeQuality == CLEARTYPE_QUALITY &&
+              kDefaultPitch == DEFAULT_PITCH && kFfDontCare == FF_DONTCARE &&
+              kFwNormal == FW_NORMAL && kFwBold == FW_BOLD);
+static_assert(kDtLeft == DT_LEFT && kDtCenter == DT_CENTER && kDtRight == DT_RIGHT &&
+              kDtVCenter == DT_VCENTER && kDtBottom == DT_BOTTOM && kDtWordBreak == DT_WORDBREAK &&
+              kDtSingleLine == DT_SINGLELINE && kDtNoClip == DT_NOCLIP &&
+              kDtNoPrefix == DT_NOPREFIX && kDtEndEllipsis == DT_END_ELLIPSIS);
+static_assert(sizeof(PaintStruct::reserved) == sizeof(PAINTSTRUCT::rgbReserved));
 
 // Shell.
 static_assert(kCsidlCommonAppData == CSIDL_COMMON_APPDATA);

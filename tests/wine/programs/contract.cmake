@@ -6,3 +6,4 @@ list(TRANSFORM KT_CONTRACT_SOURCES PREPEND ${KT_CONTRACT_DIR}/)
 kt_windows_test(platform_contract_test
   SOURCES ${KT_CONTRACT_SOURCES} ${KT_CONTRACT_DIR}/win32_values_check.cpp
   LIBS kt_platform)
+kt_windows_test(gdi_contract_test SOURCES ${KT_CONTRACT_DIR}/gdi_contract_test.cpp LIBS kt_platform)

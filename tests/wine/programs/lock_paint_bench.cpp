@@ -2,7 +2,7 @@
 //
 // Figures for the lock's painting under the display it runs on, each next to the cost of one
 // full-screen BitBlt measured in the same run:
-//   draw      the paint plan computed and drawn into a memory DC by DrawLockPaintPlan
+//   draw      the paint plan computed and drawn into a memory DC by paint::DrawPlan
 //   wm_paint  a real lock window (LockWindowProc) invalidated and updated: memory DC, plan,
 //             draw and the final BitBlt, as every key press costs
 //   bitblt    one BitBlt of the whole memory bitmap onto a window of the same size
@@ -15,9 +15,9 @@
 
 #include "lock/lock_paint_plan.h"
 #include "lock/lock_screen.h"
-#include "lock/win32_gdi_handles.h"
-#include "lock/win32_lock_paint.h"
 #include "lock/win32_lock_window.h"
+#include "paint/gdi_executor.h"
+#include "paint/gdi_owners.h"
 
 namespace {
 
@@ -79,24 +79,23 @@ int main(int argc, char** argv) {
   input.keys = &layout.keys;
   input.inputRect = layout.inputRect;
   input.typedCount = 4;
-  const LockFonts fonts = CreateLockFonts(scale);
 
   const HWND target = MakeWindow(L"KelvoTarnelLockBenchTarget", TargetProc, width, height);
   if (!target) {
     std::fprintf(stderr, "no window: is there a display?\n");
     return 1;
   }
-  const WindowDc targetDc(target);
-  UniqueMemoryDc memory(::CreateCompatibleDC(targetDc.get()));
-  UniqueBitmap bitmap(::CreateCompatibleBitmap(targetDc.get(), width, height));
+  const paint::WindowDc targetDc(target);
+  const paint::UniqueMemoryDc memory(::CreateCompatibleDC(targetDc.get()));
+  const paint::UniqueBitmap bitmap(::CreateCompatibleBitmap(targetDc.get(), width, height));
   if (!memory || !bitmap) {
     std::fprintf(stderr, "no memory DC or bitmap of %dx%d\n", width, height);
     return 1;
   }
-  SelectedObject selected(memory.get(), bitmap.get());
+  const paint::SelectedObject selected(memory.get(), bitmap.get());
 
   // One of each first, so that fonts, glyph caches and the X connection are warm.
-  DrawLockPaintPlan(memory.get(), PlanLockPaint(input), fonts);
+  paint::DrawPlan(memory.get(), ToPaintPlan(PlanLockPaint(input)));
   ::BitBlt(targetDc.get(), 0, 0, width, height, memory.get(), 0, 0, SRCCOPY);
   ::GdiFlush();
 
@@ -105,7 +104,7 @@ int main(int argc, char** argv) {
   for (int i = 0; i < count; ++i) {
     const LockPaintPlan plan = PlanLockPaint(input);
     tiles = plan.tiles.size();
-    DrawLockPaintPlan(memory.get(), plan, fonts);
+    paint::DrawPlan(memory.get(), ToPaintPlan(plan));
     ::GdiFlush();
   }
   const double drawMs = (NowMs() - start) / count;
@@ -137,7 +136,7 @@ int main(int argc, char** argv) {
 
   std::printf("size %dx%d dpi %u scale %.2f tiles %zu, %d rounds\n", width, height, dpi, scale,
               tiles, count);
-  std::printf("draw     %8.2f ms  (plan + DrawLockPaintPlan into a memory DC)\n", drawMs);
+  std::printf("draw     %8.2f ms  (plan + paint::DrawPlan into a memory DC)\n", drawMs);
   std::printf("wm_paint %8.2f ms  (lock window: InvalidateRect + UpdateWindow)\n", paintMs);
   std::printf("bitblt   %8.2f ms  (one full-screen BitBlt memory DC -> window)\n", bitBltMs);
   std::printf("ratio draw/bitblt %.1f, wm_paint/bitblt %.1f\n", drawMs / bitBltMs,

@@ -7,7 +7,7 @@ KT_WINDOWS_BIN="${KT_WINDOWS_BIN:-$KT_REPO_ROOT/build/windows/bin}"
 KT_WINDOWS_TESTS="${KT_WINDOWS_TESTS:-$KT_REPO_ROOT/build/windows/tests}"
 KT_XVFB_SCREEN="${KT_XVFB_SCREEN:-1920x1080x24}"
 KT_WINE_DPI="${KT_WINE_DPI:-96}"
-KT_LOCK_PROBE="${KT_LOCK_PROBE:-$KT_REPO_ROOT/build/host/tests/lock_paint_probe}"
+KT_LOCK_PROBE="${KT_LOCK_PROBE:-$KT_REPO_ROOT/build/host/tests/paint/paint_probe}"
 KT_LOCK_SHOTS="${KT_LOCK_SHOTS:-$KT_REPO_ROOT/build/lock-screenshots}"
 KT_DEMO_SHOTS="${KT_DEMO_SHOTS:-$KT_REPO_ROOT/build/demo-screenshots}"
 # The scripts a caller starts (run.sh, session.sh, ...) work in the caller's tree and session.

@@ -19,7 +19,7 @@ lock_setup() {
 
 lock_need_probes() {
   kt_need_tools convert
-  [[ -x "$KT_LOCK_PROBE" ]] || kt_die "missing $KT_LOCK_PROBE: build the host preset's lock_paint_probe"
+  [[ -x "$KT_LOCK_PROBE" ]] || kt_die "missing $KT_LOCK_PROBE: build the host preset's paint_probe"
   kt_need_file "$KT_LOCK_WINDOW_PROBE" "the windows preset"
 }
 

@@ -1,0 +1,210 @@
+#include "paint/gdi_executor.h"
+
+#include <optional>
+#include <variant>
+#include <vector>
+
+#include "paint/gdi_owners.h"
+#include "platform/gdi.h"
+
+namespace paint {
+namespace {
+
+// The plan's fonts, each made the first time a text asks for it and kept to the end of the
+// painting; one that fails is not asked for again.
+class Fonts {
+ public:
+  explicit Fonts(const std::vector<Font>& specs) : specs_(specs), made_(specs.size()) {}
+
+  // Null when the index is outside the table or the font could not be made.
+  platform::FontHandle Get(std::size_t index) {
+    if (index >= specs_.size()) return nullptr;
+    std::optional<UniqueFont>& slot = made_[index];
+    if (!slot) {
+      const Font& spec = specs_[index];
+      slot.emplace(platform::CreateFontW(
+          spec.height, 0, 0, 0, spec.weight, 0, 0, 0, platform::kDefaultCharset,
+          platform::kOutDefaultPrecis, platform::kClipDefaultPrecis, platform::kClearTypeQuality,
+          platform::kDefaultPitch | platform::kFfDontCare, spec.face));
+    }
+    return slot->get();
+  }
+
+ private:
+  const std::vector<Font>& specs_;
+  std::vector<std::optional<UniqueFont>> made_;
+};
+
+UniquePen MakePen(const Pen& pen) {
+  return UniquePen(platform::CreatePen(platform::kPsSolid, pen.width, ToColorRef(pen.color)));
+}
+
+class Executor {
+ public:
+  Executor(platform::DcHandle dc, const Plan& plan) : dc_(dc), fonts_(plan.fonts) {}
+
+  std::size_t Run(const Plan& plan) {
+    const SavedDc saved(dc_);
+    if (!saved) ++failures_;
+    // Every text of a plan lies on what was drawn before it.
+    platform::SetBkMode(dc_, platform::kTransparent);
+    for (const Op& op : plan.ops) {
+      const bool clipping =
+          std::holds_alternative<PushClip>(op) || std::holds_alternative<PopClip>(op);
+      if (blocked_ > 0 && !clipping) {
+        ++failures_;
+        continue;
+      }
+      std::visit(*this, op);
+    }
+    return failures_;
+  }
+
+  void operator()(const FillRect& op) {
+    const UniqueBrush brush(platform::CreateSolidBrush(ToColorRef(op.color)));
+    Count(brush && platform::FillRect(dc_, op.rect, brush.get()) != 0);
+  }
+
+  void operator()(const Rectangle& op) {
+    Shape(op.fill, op.pen, [&] {
+      return platform::Rectangle(dc_, op.rect.left, op.rect.top, op.rect.right, op.rect.bottom);
+    });
+  }
+
+  void operator()(const RoundRect& op) {
+    Shape(op.fill, op.pen, [&] {
+      return platform::RoundRect(dc_, op.rect.left, op.rect.top, op.rect.right, op.rect.bottom,
+                                 op.corner, op.corner);
+    });
+  }
+
+  void operator()(const Ellipse& op) {
+    Shape(op.fill, op.pen, [&] {
+      return platform::Ellipse(dc_, op.rect.left, op.rect.top, op.rect.right, op.rect.bottom);
+    });
+  }
+
+  void operator()(const Strokes& op) {
+    if (op.strokes.empty()) return;
+    const UniquePen pen = MakePen(op.pen);
+    const SelectedObject selected(dc_, pen.get());
+    if (!selected) {
+      ++failures_;
+      return;
+    }
+    bool drawn = true;
+    for (const Stroke& stroke : op.strokes) {
+      if (stroke.empty()) continue;
+      drawn = platform::MoveToEx(dc_, stroke.front().x, stroke.front().y, nullptr) && drawn;
+      for (std::size_t i = 1; i < stroke.size(); ++i) {
+        drawn = platform::LineTo(dc_, stroke[i].x, stroke[i].y) && drawn;
+      }
+    }
+    Count(drawn);
+  }
+
+  void operator()(const Text& op) {
+    const platform::FontHandle font = fonts_.Get(op.font);
+    const SelectedObject selected(dc_, font);
+    platform::SetTextColor(dc_, ToColorRef(op.ink));
+    Rect rect = op.rect;
+    const bool drawn = platform::DrawTextW(dc_, op.text, &rect, op.format) != 0 || op.text.empty();
+    Count(selected && drawn);
+  }
+
+  // Drawing unclipped would spill over what the clip protects: when a clip cannot be set, what
+  // lies inside it is left out.
+  void operator()(const PushClip& op) {
+    if (blocked_ > 0) {
+      clips_.push_back({0, true});
+      ++blocked_;
+      return;
+    }
+    const int saved = platform::SaveDC(dc_);
+    const bool clipped =
+        saved > 0 && platform::IntersectClipRect(dc_, op.rect.left, op.rect.top, op.rect.right,
+                                                 op.rect.bottom) != platform::kRegionError;
+    clips_.push_back({saved, !clipped});
+    if (!clipped) {
+      ++blocked_;
+      ++failures_;
+    }
+  }
+
+  void operator()(const PopClip& /*op*/) {
+    // A PopClip without its PushClip must not undo the executor's own save.
+    if (clips_.empty()) {
+      ++failures_;
+      return;
+    }
+    const Clip clip = clips_.back();
+    clips_.pop_back();
+    if (clip.blocked) --blocked_;
+    if (clip.saved > 0) Count(platform::RestoreDC(dc_, clip.saved));
+  }
+
+ private:
+  template <typename DrawFunction>
+  void Shape(Color fill, const Pen& outline, DrawFunction draw) {
+    const UniqueBrush brush(platform::CreateSolidBrush(ToColorRef(fill)));
+    const UniquePen pen = MakePen(outline);
+    const SelectedObject selectedBrush(dc_, brush.get());
+    const SelectedObject selectedPen(dc_, pen.get());
+    // A shape in the DC's own white brush or black pen would be a wrong picture: skip it.
+    if (!selectedBrush || !selectedPen) {
+      ++failures_;
+      return;
+    }
+    Count(draw());
+  }
+
+  void Count(bool drawn) {
+    if (!drawn) ++failures_;
+  }
+
+  struct Clip {
+    int saved;     // SaveDC's level to go back to; 0 when nothing was saved
+    bool blocked;  // the clip is not in force: nothing inside it is drawn
+  };
+
+  platform::DcHandle dc_;
+  Fonts fonts_;
+  std::vector<Clip> clips_;
+  int blocked_ = 0;
+  std::size_t failures_ = 0;
+};
+
+}  // namespace
+
+PaintResult DrawPlan(platform::DcHandle dc, const Plan& plan) {
+  if (!dc) return {false, plan.ops.size()};
+  Executor executor(dc, plan);
+  return {false, executor.Run(plan)};
+}
+
+PaintResult PaintPlan(platform::DcHandle target, const Plan& plan) {
+  if (IsEmpty(plan)) return {};
+  if (!target) return {false, plan.ops.size()};
+  const int width = plan.size.width;
+  const int height = plan.size.height;
+  const UniqueMemoryDc memory(platform::CreateCompatibleDC(target));
+  // Compatible with the target, not with the memory DC, whose own bitmap is one monochrome pixel.
+  const UniqueBitmap bitmap(memory ? platform::CreateCompatibleBitmap(target, width, height)
+                                   : nullptr);
+  const SelectedObject selectedBitmap(memory.get(), bitmap.get());
+  if (!memory || !bitmap || !selectedBitmap) return DrawPlan(target, plan);
+  PaintResult result = DrawPlan(memory.get(), plan);
+  result.buffered = true;
+  if (!platform::BitBlt(target, 0, 0, width, height, memory.get(), 0, 0, platform::kSrcCopy)) {
+    ++result.failures;
+  }
+  return result;
+}
+
+PaintResult PaintWindow(platform::WindowHandle window, const Plan& plan) {
+  const PaintScope paint(window);
+  if (IsEmpty(plan)) return {};
+  return PaintPlan(paint.dc(), plan);
+}
+
+}  // namespace paint
