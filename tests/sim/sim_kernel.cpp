@@ -94,6 +94,24 @@ struct Library {
 };
 
 struct Kernel {
+  // A program that never waited for its threads ends with them: those that finished are joined,
+  // one that still runs is let go rather than ending the program with std::terminate.
+  ~Kernel() {
+    bool allFinished = false;
+    {
+      const std::lock_guard guard(lock);
+      allFinished = finished == started;
+    }
+    for (std::thread& thread : threads) {
+      if (!thread.joinable()) continue;
+      if (allFinished) {
+        thread.join();
+      } else {
+        thread.detach();
+      }
+    }
+  }
+
   std::mutex lock;
   std::condition_variable changed;
 
