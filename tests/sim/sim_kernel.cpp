@@ -33,6 +33,7 @@ constexpr std::uint64_t kUnixEpochAsFileTime = 116444736000000000ULL;
 constexpr std::uint64_t kFileTimePerMs = 10000;
 constexpr std::uintptr_t kCurrentProcessPseudo = ~std::uintptr_t{0};
 constexpr std::uint32_t kFirstStartedThreadId = 3001;
+constexpr std::uint32_t kFirstForeignThreadId = 5001;
 constexpr platform::Luid kShutdownLuid{19, 0};
 constexpr std::u16string_view kOwnImage = u"C:\\Program Files\\KelvoTarnel\\KelvoTarnel.exe";
 
@@ -195,6 +196,10 @@ Kernel& K() {
 
 thread_local unsigned long lastError = 0;
 thread_local std::uint32_t simulatedThreadId = 0;
+// The program's first thread is kOwnThreadId; a thread the simulation did not start (a
+// std::thread of the logic or of a test) gets an id of its own, as every thread does on Windows.
+const std::thread::id mainThread = std::this_thread::get_id();
+std::atomic<std::uint32_t> nextForeignThreadId{kFirstForeignThreadId};
 
 std::string Narrow(std::u16string_view text) { return WideToUtf8(text); }
 
@@ -403,6 +408,9 @@ bool WaitForThreads(std::chrono::milliseconds bound) {
 }
 
 std::uint32_t CurrentThreadId() {
+  if (simulatedThreadId == 0 && std::this_thread::get_id() != mainThread) {
+    simulatedThreadId = nextForeignThreadId.fetch_add(1);
+  }
   return simulatedThreadId != 0 ? simulatedThreadId : kOwnThreadId;
 }
 

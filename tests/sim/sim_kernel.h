@@ -32,8 +32,8 @@ inline constexpr std::uint32_t kOwnSessionId = 1;
 inline constexpr std::chrono::milliseconds kSimulatedWaitBound{10000};
 
 // ---- Threads ----
-// A thread the test did not start through platform::CreateThread is kOwnThreadId; started
-// threads are numbered from 3001 in the order they start.
+// The program's first thread is kOwnThreadId; threads started through platform::CreateThread are
+// numbered from 3001 in the order they start, any other thread from 5001 when it first asks.
 void SetCreateThreadFails(bool fails);
 // While held, started threads wait until RunPendingThreads, so that a test sees what happens
 // before and after.
