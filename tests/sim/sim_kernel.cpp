@@ -54,9 +54,9 @@ struct FileOpen {
 
 // ---- Pipes ----
 struct PipeInstance {
-  std::u16string name;  // folded
-  bool clientCame = false;      // a client opened this instance since its last disconnect
-  bool clientOpen = false;      // ... and still holds its end
+  std::u16string name;           // folded
+  bool clientCame = false;       // a client opened this instance since its last disconnect
+  bool clientOpen = false;       // ... and still holds its end
   bool connectAnswered = false;  // ConnectNamedPipe has taken the client
   bool disconnected = false;     // the server disconnected the client it had
   std::deque<std::string> messages;
@@ -84,7 +84,7 @@ using HandleEntry =
     std::variant<FileOpen, ServerPipe, ClientPipe, MutexOpen, ThreadOpen, ProcessOpen, TokenOpen>;
 
 const char* KindName(const HandleEntry& entry) {
-  static constexpr const char* kNames[] = {"file", "pipe", "pipe", "mutex",
+  static constexpr const char* kNames[] = {"file",   "pipe",    "pipe", "mutex",
                                            "thread", "process", "token"};
   return kNames[entry.index()];
 }
@@ -351,9 +351,7 @@ void LaunchLocked(std::function<void()> start, std::uint32_t id) {
   });
 }
 
-bool IsPipeName(std::u16string_view name) {
-  return FoldCase(name).starts_with(u"\\\\.\\pipe\\");
-}
+bool IsPipeName(std::u16string_view name) { return FoldCase(name).starts_with(u"\\\\.\\pipe\\"); }
 
 }  // namespace
 
@@ -831,8 +829,8 @@ bool ProcessIdToSessionId(std::uint32_t processId, std::uint32_t* sessionId) {
 }
 
 KernelHandle OpenProcess(std::uint32_t access, bool inheritHandle, std::uint32_t processId) {
-  sim::Record("OpenProcess " + std::to_string(access) + " " + std::to_string(inheritHandle ? 1 : 0) +
-              " " + std::to_string(processId));
+  sim::Record("OpenProcess " + std::to_string(access) + " " +
+              std::to_string(inheritHandle ? 1 : 0) + " " + std::to_string(processId));
   const std::lock_guard guard(K().lock);
   const auto it = K().processes.find(processId);
   if (it == K().processes.end()) {
@@ -1142,7 +1140,8 @@ bool ReadFile(KernelHandle file, void* buffer, std::uint32_t size, std::uint32_t
       return false;
     }
     const std::string& bytes = K().files[open->path].bytes;
-    const std::size_t count = std::min<std::size_t>(size, bytes.size() - std::min(bytes.size(), open->position));
+    const std::size_t count =
+        std::min<std::size_t>(size, bytes.size() - std::min(bytes.size(), open->position));
     std::memcpy(buffer, bytes.data() + open->position, count);
     open->position += count;
     *read = static_cast<std::uint32_t>(count);
@@ -1158,9 +1157,8 @@ bool ReadFile(KernelHandle file, void* buffer, std::uint32_t size, std::uint32_t
   sim::Record("ReadFile " + std::to_string(size));
   lock.lock();
   // A message pipe's read waits for a whole message or for the writer to leave.
-  if (!K().changed.wait_for(lock, sim::kSimulatedWaitBound, [&] {
-        return !instance->messages.empty() || !instance->clientOpen;
-      })) {
+  if (!K().changed.wait_for(lock, sim::kSimulatedWaitBound,
+                            [&] { return !instance->messages.empty() || !instance->clientOpen; })) {
     Fail(sim::kErrorTimeout);
     return false;
   }
@@ -1287,8 +1285,8 @@ bool ConnectNamedPipe(KernelHandle pipe) {
     if (instance->clientCame && !instance->connectAnswered) {
       // A client of this process came before the wait.
       instance->connectAnswered = true;
-      error = instance->clientOpen || !instance->messages.empty() ? kErrorPipeConnected
-                                                                  : kErrorNoData;
+      error =
+          instance->clientOpen || !instance->messages.empty() ? kErrorPipeConnected : kErrorNoData;
     } else {
       K().blockedIdle = K().clients.empty() && !K().releaseRequested;
       if (K().blockedIdle) K().changed.notify_all();
