@@ -156,6 +156,19 @@ Desktop& D() {
   return desktop;
 }
 
+// The test's controls set and read one field each under the lock.
+template <typename Field, typename Value>
+void Assign(Field Desktop::*field, Value value) {
+  const std::lock_guard guard(D().lock);
+  D().*field = std::move(value);
+}
+
+template <typename Field>
+Field Read(Field Desktop::*field) {
+  const std::lock_guard guard(D().lock);
+  return D().*field;
+}
+
 // Message names live for the session, so they outlast every reset.
 std::map<std::u16string, unsigned>& RegisteredMessages() {
   static std::map<std::u16string, unsigned> messages;
@@ -597,10 +610,7 @@ int LiveWindowCount() {
 
 // ---- Calls ----
 
-std::vector<std::string> DesktopCalls() {
-  const std::lock_guard guard(D().lock);
-  return D().calls;
-}
+std::vector<std::string> DesktopCalls() { return Read(&Desktop::calls); }
 
 int QueryCount(const std::string& entry) {
   const std::lock_guard guard(D().lock);
@@ -634,20 +644,11 @@ std::vector<unsigned> DefaultHandled(platform::WindowHandle window) {
   return D().windows[static_cast<std::size_t>(number - 1)].defaultHandled;
 }
 
-int QuitMessagesPosted() {
-  const std::lock_guard guard(D().lock);
-  return D().quitMessages;
-}
+int QuitMessagesPosted() { return Read(&Desktop::quitMessages); }
 
-void SetCreateWindowFails(bool fails) {
-  const std::lock_guard guard(D().lock);
-  D().createFails = fails;
-}
+void SetCreateWindowFails(bool fails) { Assign(&Desktop::createFails, fails); }
 
-void SetIconResourcePresent(bool present) {
-  const std::lock_guard guard(D().lock);
-  D().iconPresent = present;
-}
+void SetIconResourcePresent(bool present) { Assign(&Desktop::iconPresent, present); }
 
 platform::IconHandle IconHandle() { return FakeHandle<platform::IconHandle>(kIcon); }
 platform::CursorHandle ArrowCursorHandle() {
@@ -700,10 +701,7 @@ unsigned RegisteredMessage(const std::u16string& name) {
   return number;
 }
 
-std::vector<PostedMessage> PostedMessages() {
-  const std::lock_guard guard(D().lock);
-  return D().posted;
-}
+std::vector<PostedMessage> PostedMessages() { return Read(&Desktop::posted); }
 
 void SetWindowRefusesActions(platform::WindowHandle window, bool refuses) {
   const std::lock_guard guard(D().lock);
@@ -717,25 +715,13 @@ platform::WindowHandle ForegroundWindow() {
   return FindLocked(D().foreground) ? D().foreground : nullptr;
 }
 
-platform::WindowHandle FocusWindow() {
-  const std::lock_guard guard(D().lock);
-  return D().focus;
-}
+platform::WindowHandle FocusWindow() { return Read(&Desktop::focus); }
 
-void SetForeground(platform::WindowHandle window) {
-  const std::lock_guard guard(D().lock);
-  D().foreground = window;
-}
+void SetForeground(platform::WindowHandle window) { Assign(&Desktop::foreground, window); }
 
-void SetForegroundYieldsTo(ForegroundYieldsTo step) {
-  const std::lock_guard guard(D().lock);
-  D().yieldsTo = step;
-}
+void SetForegroundYieldsTo(ForegroundYieldsTo step) { Assign(&Desktop::yieldsTo, step); }
 
-void SetAttachThreadInputSucceeds(bool succeeds) {
-  const std::lock_guard guard(D().lock);
-  D().attachSucceeds = succeeds;
-}
+void SetAttachThreadInputSucceeds(bool succeeds) { Assign(&Desktop::attachSucceeds, succeeds); }
 
 std::vector<std::string> AttachedInputs() {
   const std::lock_guard guard(D().lock);
@@ -776,10 +762,7 @@ int ActiveWinEventHooks() {
   return static_cast<int>(D().hooks.size());
 }
 
-int PendingWinEvents() {
-  const std::lock_guard guard(D().lock);
-  return D().pendingEvents;
-}
+int PendingWinEvents() { return Read(&Desktop::pendingEvents); }
 
 void WaitForWinEventHooks(int count) {
   std::unique_lock guard(D().lock);
@@ -793,40 +776,22 @@ void WaitForWinEventsHandled() {
 
 // ---- Input, menus, the tray ----
 
-void SetCursorPos(std::optional<Point> point) {
-  const std::lock_guard guard(D().lock);
-  D().cursorPos = point;
-}
+void SetCursorPos(std::optional<Point> point) { Assign(&Desktop::cursorPos, point); }
 
-void SetLastInputTick(std::optional<std::uint32_t> tick) {
-  const std::lock_guard guard(D().lock);
-  D().lastInput = tick;
-}
+void SetLastInputTick(std::optional<std::uint32_t> tick) { Assign(&Desktop::lastInput, tick); }
 
-void SetMenuChoice(int command) {
-  const std::lock_guard guard(D().lock);
-  D().menuChoice = command;
-}
+void SetMenuChoice(int command) { Assign(&Desktop::menuChoice, command); }
 
-std::vector<MenuItem> LastTrackedMenu() {
-  const std::lock_guard guard(D().lock);
-  return D().lastTracked;
-}
+std::vector<MenuItem> LastTrackedMenu() { return Read(&Desktop::lastTracked); }
 
 int OpenMenuCount() {
   const std::lock_guard guard(D().lock);
   return static_cast<int>(D().menus.size());
 }
 
-std::vector<TrayCall> TrayCalls() {
-  const std::lock_guard guard(D().lock);
-  return D().trayCalls;
-}
+std::vector<TrayCall> TrayCalls() { return Read(&Desktop::trayCalls); }
 
-void SetTaskbarRunning(bool running) {
-  const std::lock_guard guard(D().lock);
-  D().taskbarRunning = running;
-}
+void SetTaskbarRunning(bool running) { Assign(&Desktop::taskbarRunning, running); }
 
 void RestartTaskbar() {
   const std::lock_guard guard(D().lock);
@@ -839,42 +804,21 @@ bool TrayIconShown(platform::WindowHandle window, unsigned id) {
   return std::find(icons.begin(), icons.end(), std::make_pair(window, id)) != icons.end();
 }
 
-void SetTrayThrows(bool throws) {
-  const std::lock_guard guard(D().lock);
-  D().trayThrows = throws;
-}
+void SetTrayThrows(bool throws) { Assign(&Desktop::trayThrows, throws); }
 
 // ---- Monitors, session and power ----
 
-void SetMonitor(const MonitorConfig& monitor) {
-  const std::lock_guard guard(D().lock);
-  D().monitor = monitor;
-}
+void SetMonitor(const MonitorConfig& monitor) { Assign(&Desktop::monitor, monitor); }
 
-void SetLockWorkStationSucceeds(bool succeeds) {
-  const std::lock_guard guard(D().lock);
-  D().lockSucceeds = succeeds;
-}
+void SetLockWorkStationSucceeds(bool succeeds) { Assign(&Desktop::lockSucceeds, succeeds); }
 
-bool SessionLocked() {
-  const std::lock_guard guard(D().lock);
-  return D().locked;
-}
+bool SessionLocked() { return Read(&Desktop::locked); }
 
-std::vector<ExitRequest> AcceptedExitRequests() {
-  const std::lock_guard guard(D().lock);
-  return D().exits;
-}
+std::vector<ExitRequest> AcceptedExitRequests() { return Read(&Desktop::exits); }
 
-void SetDisplayIgnoresPowerOff(bool ignores) {
-  const std::lock_guard guard(D().lock);
-  D().displayIgnores = ignores;
-}
+void SetDisplayIgnoresPowerOff(bool ignores) { Assign(&Desktop::displayIgnores, ignores); }
 
-bool DisplayOff() {
-  const std::lock_guard guard(D().lock);
-  return D().displayOff;
-}
+bool DisplayOff() { return Read(&Desktop::displayOff); }
 
 }  // namespace sim
 
