@@ -9,6 +9,7 @@
 #include "lock/lock_window.h"
 #include "lock/password_store.h"
 #include "lock/win32_lock_window.h"
+#include "platform/user.h"
 #include "platform/win32/text.h"
 
 namespace {
@@ -17,10 +18,6 @@ const std::wstring kLockWindowClass = AsWide(product::kLockWindowClass);
 const std::wstring kLockWindowTitle = AsWide(product::kLockWindowTitle);
 
 static_assert((WS_EX_TOPMOST | WS_EX_TOOLWINDOW) == 136);
-
-// IDC_ names are narrow or wide resource ids as UNICODE is defined or not; the ids are the same.
-LPCWSTR SystemCursor(LPCWSTR id) { return id; }
-LPCWSTR SystemCursor(LPCSTR id) { return reinterpret_cast<LPCWSTR>(id); }
 
 }  // namespace
 
@@ -48,7 +45,7 @@ LRESULT CALLBACK LockWindowProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM l
       return 1;
     case WM_SETCURSOR:
       if (WantsLockHandCursor(hwnd, LOWORD(lParam))) {
-        ::SetCursor(::LoadCursorW(nullptr, SystemCursor(IDC_HAND)));
+        ::SetCursor(platform::LoadCursorW(platform::kIdcHand));
         return 1;
       }
       return ::DefWindowProcW(hwnd, message, wParam, lParam);
@@ -79,7 +76,7 @@ int RunNativeLockScreen(platform::ModuleHandle instance) {
   windowClass.style = 0;
   windowClass.lpfnWndProc = LockWindowProc;
   windowClass.hInstance = module;
-  windowClass.hCursor = ::LoadCursorW(nullptr, SystemCursor(IDC_ARROW));
+  windowClass.hCursor = platform::LoadCursorW(platform::kIdcArrow);
   windowClass.lpszClassName = kLockWindowClass.c_str();
   // A class left registered by an earlier window of this process serves as well.
   ::RegisterClassW(&windowClass);
