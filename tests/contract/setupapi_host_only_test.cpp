@@ -66,6 +66,24 @@ class SimulatedDevices : public ::testing::Test {
   void TearDown() override { EXPECT_EQ(sim::OpenDeviceInfoListCount(), 0u); }
 };
 
+constexpr std::uint32_t kAllPresent = kDigcfPresent | kDigcfAllClasses;
+// A device tree deeper than this is taken for a walk that never ends.
+constexpr int kDeepestTree = 64;
+
+std::vector<DeviceInfoData> DevicesOf(DeviceInfoSet set) {
+  std::vector<DeviceInfoData> devices;
+  DeviceInfoData device;
+  for (std::uint32_t index = 0; SetupDiEnumDeviceInfo(set, index, &device); ++index) {
+    devices.push_back(device);
+  }
+  return devices;
+}
+
+std::u16string InstanceIdOf(DeviceInfoSet set, const DeviceInfoData& device) {
+  char16_t buffer[256] = {};
+  return SetupDiGetDeviceInstanceIdW(set, device, buffer, 256, nullptr) ? buffer : u"";
+}
+
 std::vector<std::u16string> IdsOf(DeviceInfoSet set) {
   std::vector<std::u16string> ids;
   DeviceInfoData device;
@@ -367,6 +385,69 @@ TEST_F(SimulatedDevices, AFixtureWithATakenIdOrAnUnknownParentIsRefused) {
   orphan.instanceId = u"USB\\ORPHAN\\1";
   orphan.parentId = u"USB\\NOT_THERE\\1";
   EXPECT_EQ(sim::AddDevice(orphan), 0u);
+}
+
+TEST_F(SimulatedDevices, LocateFindsTheNodeOfEveryListedDeviceAndItsIdAgrees) {
+  const UniqueDeviceInfoSet set(platform::SetupDiGetClassDevsW(nullptr, kAllPresent));
+  ASSERT_TRUE(set);
+  const std::vector<DeviceInfoData> devices = DevicesOf(set.get());
+  ASSERT_FALSE(devices.empty());
+  for (const DeviceInfoData& device : devices) {
+    const std::u16string id = InstanceIdOf(set.get(), device);
+    ASSERT_FALSE(id.empty());
+    std::uint32_t node = 0;
+    ASSERT_EQ(platform::CM_Locate_DevNodeW(&node, id.c_str(), platform::kCmLocateDevnodeNormal),
+              platform::kCrSuccess)
+        << std::string(id.begin(), id.end());
+    EXPECT_EQ(node, device.devInst);
+    std::u16string back(id.size() + 1, u'#');
+    ASSERT_EQ(
+        platform::CM_Get_Device_IDW(node, back.data(), static_cast<std::uint32_t>(back.size()), 0),
+        platform::kCrSuccess);
+    EXPECT_EQ(back, id + u'\0');
+  }
+}
+
+TEST_F(SimulatedDevices, LocatingAnIdNoDeviceHasIsNoSuchDevnode) {
+  std::uint32_t node = 0;
+  EXPECT_EQ(platform::CM_Locate_DevNodeW(&node, u"KT\\NO_SUCH_DEVICE\\0000",
+                                         platform::kCmLocateDevnodeNormal),
+            platform::kCrNoSuchDevnode);
+}
+
+TEST_F(SimulatedDevices, AWalkUpFromEveryDeviceEndsAtTheRoot) {
+  std::uint32_t root = 0;
+  ASSERT_EQ(platform::CM_Locate_DevNodeW(&root, nullptr, platform::kCmLocateDevnodeNormal),
+            platform::kCrSuccess);
+  const UniqueDeviceInfoSet set(platform::SetupDiGetClassDevsW(nullptr, kAllPresent));
+  ASSERT_TRUE(set);
+  const std::vector<DeviceInfoData> devices = DevicesOf(set.get());
+  ASSERT_FALSE(devices.empty());
+  for (const DeviceInfoData& device : devices) {
+    std::uint32_t node = device.devInst;
+    int steps = 0;
+    std::uint32_t parent = 0;
+    while (steps < kDeepestTree &&
+           platform::CM_Get_Parent(&parent, node, 0) == platform::kCrSuccess) {
+      node = parent;
+      ++steps;
+    }
+    EXPECT_LT(steps, kDeepestTree);
+    EXPECT_GT(steps, 0) << "a listed device is never the root";
+    EXPECT_EQ(node, root);
+  }
+  std::uint32_t aboveRoot = 0;
+  EXPECT_NE(platform::CM_Get_Parent(&aboveRoot, root, 0), platform::kCrSuccess);
+}
+
+TEST_F(SimulatedDevices, ASecondUnregistrationOfOneHandleIsAnInvalidHandle) {
+  const auto window = reinterpret_cast<WindowHandle>(std::uintptr_t{0x100});  // NOLINT
+  const DeviceNotifyHandle handle =
+      RegisterDeviceNotificationW(window, sim::kHidInterface, kDeviceNotifyWindowHandle);
+  ASSERT_NE(handle, DeviceNotifyHandle{});
+  EXPECT_TRUE(UnregisterDeviceNotification(handle));
+  EXPECT_FALSE(UnregisterDeviceNotification(handle));
+  EXPECT_EQ(GetLastError(), kErrorInvalidHandle);
 }
 
 TEST_F(SimulatedDevices, AThousandDevicesEnumerateWithTheirInterfacesAndIds) {
