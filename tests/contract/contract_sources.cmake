@@ -7,4 +7,5 @@ set(KT_CONTRACT_SOURCES
   messages_contract_test.cpp
   shell_contract_test.cpp
   services_contract_test.cpp
-  crypto_contract_test.cpp)
+  crypto_contract_test.cpp
+  network_contract_test.cpp)
