@@ -8,4 +8,5 @@ set(KT_CONTRACT_SOURCES
   shell_contract_test.cpp
   services_contract_test.cpp
   crypto_contract_test.cpp
+  network_contract_test.cpp
   setupapi_contract_test.cpp)

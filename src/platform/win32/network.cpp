@@ -58,6 +58,11 @@ std::uint32_t GetAdaptersAddresses(std::uint16_t family, std::uint32_t flags,
 
 bool InetNtopW(std::uint16_t family, const std::array<std::uint8_t, 4>& address, char16_t* buffer,
                std::size_t size) {
+  // The seam carries four bytes: any other family would have Windows read past them.
+  if (family != AF_INET) {
+    ::WSASetLastError(WSAEAFNOSUPPORT);
+    return false;
+  }
   in_addr native = {};
   std::memcpy(&native, address.data(), address.size());
   return ::InetNtopW(family, &native, AsWideBuffer(buffer), size) != nullptr;
