@@ -64,12 +64,21 @@ Windows Registry Editor Version 5.00
 [HKEY_CURRENT_USER\\Control Panel\\Desktop]
 "LogPixels"=dword:$(printf '%08x' "$KT_WINE_DPI")
 REG
-  wine regedit /S "$(winepath -w "$KT_WINE_ROOT/prefix.reg")" >/dev/null 2>&1 || kt_die "registry import failed"
   mkdir -p "$WINEPREFIX/drive_c/windows/Fonts"
   cp /usr/share/wine/fonts/*.ttf "$WINEPREFIX/drive_c/windows/Fonts/" 2>/dev/null || true
-  wineserver -w
-  wine reg query 'HKCU\Software\Wine\X11 Driver' /v Managed 2>/dev/null | grep -q 'N' ||
-    kt_die "prefix registry settings did not take"
+  # A query started while the previous server is still going down now and then fails outright,
+  # so the import and its check get three tries before the prefix counts as broken.
+  local attempt
+  for attempt in 1 2 3; do
+    wine regedit /S "$(winepath -w "$KT_WINE_ROOT/prefix.reg")" >/dev/null 2>&1 || continue
+    wineserver -w
+    prefix_settings_took && return 0
+  done
+  kt_die "prefix registry settings did not take"
+}
+
+prefix_settings_took() {
+  wine reg query 'HKCU\Software\Wine\X11 Driver' /v Managed 2>/dev/null | grep -Eq 'REG_SZ[[:space:]]+N'
 }
 
 case "${1:-}" in
