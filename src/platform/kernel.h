@@ -164,6 +164,12 @@ bool ReopenStreamToConsole(StandardStream stream);
 void DuplicateStdoutOnto(int descriptor);
 void SyncWithStdio();
 
+// The C runtime's stdout: narrow text as printf writes it, wide text as wprintf writes it (the
+// runtime converts it to the console's code page), and fflush.
+void WriteStandardOutput(std::string_view text);
+void WriteStandardOutputWide(std::u16string_view text);
+void FlushStandardOutput();
+
 void OutputDebugStringA(std::string_view text);
 void OutputDebugStringW(std::u16string_view text);
 

@@ -187,6 +187,8 @@ struct Kernel {
   bool reopenOutput = true;
   bool reopenError = true;
   std::vector<std::string> debug;
+  std::string standardOutput;  // as written, wide text as UTF-8
+  std::size_t flushedOutput = 0;
 };
 
 Kernel& K() {
@@ -328,6 +330,8 @@ void ResetKernel() {
   k.reopenOutput = true;
   k.reopenError = true;
   k.debug.clear();
+  k.standardOutput.clear();
+  k.flushedOutput = 0;
   lastError = 0;
 }
 
@@ -696,6 +700,16 @@ void SetReopenSucceeds(bool output, bool error) {
   const std::lock_guard guard(K().lock);
   K().reopenOutput = output;
   K().reopenError = error;
+}
+
+std::string StandardOutput() {
+  const std::lock_guard guard(K().lock);
+  return K().standardOutput;
+}
+
+std::string FlushedStandardOutput() {
+  const std::lock_guard guard(K().lock);
+  return K().standardOutput.substr(0, K().flushedOutput);
 }
 
 std::vector<std::string> DebugOutput() {
@@ -1429,6 +1443,22 @@ void DuplicateStdoutOnto(int descriptor) {
 }
 
 void SyncWithStdio() { sim::Record("sync_with_stdio"); }
+
+void WriteStandardOutput(std::string_view text) {
+  const std::lock_guard guard(K().lock);
+  K().standardOutput.append(text);
+}
+
+void WriteStandardOutputWide(std::u16string_view text) {
+  const std::string utf8 = sim::Narrow(text);
+  const std::lock_guard guard(K().lock);
+  K().standardOutput.append(utf8);
+}
+
+void FlushStandardOutput() {
+  const std::lock_guard guard(K().lock);
+  K().flushedOutput = K().standardOutput.size();
+}
 
 void OutputDebugStringA(std::string_view text) {
   const std::lock_guard guard(K().lock);

@@ -179,6 +179,9 @@ void SetDebuggerPresent(bool present);
 void SetReopenSucceeds(bool output, bool error);
 // Debugger output in order; narrow and wide lines alike as UTF-8.
 std::vector<std::string> DebugOutput();
+// What went to stdout, wide text as UTF-8, and how much of it had been flushed.
+std::string StandardOutput();
+std::string FlushedStandardOutput();
 
 // What ExitProcess throws here, so that a test sees the exit and nothing after it.
 struct ProcessExit {

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <cstdio>
+#include <cwchar>
 #include <io.h>
 #include <ios>
 #include <memory>
@@ -212,6 +213,16 @@ bool ReopenStreamToConsole(StandardStream stream) {
 void DuplicateStdoutOnto(int descriptor) { _dup2(_fileno(stdout), descriptor); }
 
 void SyncWithStdio() { std::ios::sync_with_stdio(); }
+
+void WriteStandardOutput(std::string_view text) {
+  std::fwrite(text.data(), 1, text.size(), stdout);
+}
+
+void WriteStandardOutputWide(std::u16string_view text) {
+  std::fwprintf(stdout, L"%ls", AsWide(text).c_str());
+}
+
+void FlushStandardOutput() { std::fflush(stdout); }
 
 void OutputDebugStringA(std::string_view text) { ::OutputDebugStringA(std::string(text).c_str()); }
 
