@@ -95,14 +95,14 @@ struct Library {
 };
 
 struct Kernel {
-  // A program that never waited for its threads ends with them: those that finished are joined,
-  // one that still runs is let go rather than ending the program with std::terminate.
+  // A program that never waited for its threads waits for them here, so that none outlives the
+  // state it uses; one that never ends is let go rather than ending the program in
+  // std::terminate.
   ~Kernel() {
-    bool allFinished = false;
-    {
-      const std::lock_guard guard(lock);
-      allFinished = finished == started;
-    }
+    std::unique_lock guard(lock);
+    const bool allFinished =
+        changed.wait_for(guard, kSimulatedWaitBound, [this] { return finished == started; });
+    guard.unlock();
     for (std::thread& thread : threads) {
       if (!thread.joinable()) continue;
       if (allFinished) {
