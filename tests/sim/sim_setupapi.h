@@ -108,6 +108,9 @@ void ScriptDisable(std::u16string_view instanceId, std::uint32_t result);
 std::size_t OpenDeviceInfoListCount();
 // Calls that named a list that was never made or is destroyed already.
 int InvalidDeviceInfoListUses();
+// SetupDiGetClassDevsW refuses the lists of this class (none: the list of every class) with this
+// error until the next reset, as Windows does when memory runs out: the callers' no-list paths.
+void RefuseDeviceInfoList(std::optional<Guid> classGuid, unsigned long error);
 
 // ---- Device notifications ----
 // Registrations fail with this error until told otherwise (0 lets them through again).
