@@ -438,6 +438,213 @@ TEST_F(DeviceClassification, RegistryTextIsTheFirstStringOfAMultiString) {
   EXPECT_TRUE(found);
 }
 
+// ---- The physical device behind an interface path ----
+
+constexpr std::u16string_view kHubId = u"USB\\ROOT_HUB30\\4&1&0";
+constexpr std::u16string_view kCompositeId = u"USB\\VID_046D&PID_C52B\\5&2&0&1";
+constexpr std::u16string_view kFunctionId = u"USB\\VID_046D&PID_C52B&MI_00\\6&3&0&0000";
+constexpr std::u16string_view kFunctionPath =
+    u"\\\\?\\usb#vid_046d&pid_c52b&mi_00#6&3&0&0000#{a5dcbf10-6530-11d2-901f-00c04fb951ed}";
+
+class PhysicalDeviceInfo : public DeviceClassification {
+ protected:
+  static std::u16string PathOf(std::u16string_view id) {
+    return u"\\\\?\\" + LowerCopy(id) + u"#{a5dcbf10-6530-11d2-901f-00c04fb951ed}";
+  }
+
+  // A root hub, a composite receiver on it and the receiver's first function below that.
+  void AddReceiver(std::u16string_view compositeDescription = u"USB Composite Device") {
+    sim::Device hub = UsbDevice(kHubId, u"USB Root Hub (USB 3.0)", u"USBHUB3");
+    hub.interfaces = {{sim::kUsbDeviceInterface, PathOf(kHubId)}};
+    Add(hub);
+    sim::Device composite = UsbDevice(kCompositeId, compositeDescription, u"usbccgp");
+    composite.parentId = kHubId;
+    composite.interfaces = {{sim::kUsbDeviceInterface, PathOf(kCompositeId)}};
+    Add(composite);
+    sim::Device function = UsbDevice(kFunctionId, u"USB Input Device", u"HidUsb");
+    function.setupClass = kHidClass;
+    function.className = u"HIDClass";
+    function.classGuidText = sim::GuidText(kHidClass);
+    function.parentId = kCompositeId;
+    function.interfaces = {{sim::kUsbDeviceInterface, std::u16string(kFunctionPath)}};
+    Add(function);
+  }
+
+  std::u16string vid = u"x";
+  std::u16string pid = u"x";
+  std::u16string product = u"x";
+  std::u16string port = u"x";
+};
+
+TEST_F(PhysicalDeviceInfo, WalkEndsAtTheCompositeParent) {
+  AddReceiver();
+
+  ASSERT_TRUE(GetPhysicalDeviceInfo(kFunctionPath, vid, pid, product, port));
+
+  EXPECT_EQ(vid, u"046D");
+  EXPECT_EQ(pid, u"C52B");
+  EXPECT_EQ(product, u"USB Composite Device");
+  EXPECT_EQ(port, kCompositeId);
+}
+
+TEST_F(PhysicalDeviceInfo, PathIsComparedWithoutLetterCase) {
+  AddReceiver();
+  EXPECT_TRUE(GetPhysicalDeviceInfo(
+      u"\\\\?\\USB#VID_046D&PID_C52B&MI_00#6&3&0&0000#{A5DCBF10-6530-11D2-901F-00C04FB951ED}", vid,
+      pid, product, port));
+  EXPECT_EQ(port, kCompositeId);
+}
+
+TEST_F(PhysicalDeviceInfo, IdsMissingFromThePathComeFromThePhysicalDevice) {
+  AddReceiver();
+  sim::Device child = UsbDevice(u"USB\\NOIDS\\7&1", u"Vendor device", u"WinUSB");
+  child.parentId = kCompositeId;
+  child.interfaces = {{sim::kUsbDeviceInterface, u"\\\\?\\usb#noids#7&1#{a5dcbf10}"}};
+  Add(child);
+
+  ASSERT_TRUE(GetPhysicalDeviceInfo(u"\\\\?\\usb#noids#7&1#{a5dcbf10}", vid, pid, product, port));
+
+  EXPECT_EQ(vid, u"046D");
+  EXPECT_EQ(pid, u"C52B");
+}
+
+TEST_F(PhysicalDeviceInfo, FriendlyNameIsTheProductStringWithinFiveHundredTwelveBytes) {
+  AddReceiver();
+  sim::Device fits = UsbDevice(u"USB\\VID_0001&PID_0001\\1", u"USB Composite Device", u"usbccgp");
+  fits.friendlyName = std::u16string(255, u'f');
+  fits.interfaces = {{sim::kUsbDeviceInterface, u"\\\\?\\fits"}};
+  Add(fits);
+  sim::Device tooLong =
+      UsbDevice(u"USB\\VID_0001&PID_0002\\1", u"USB Composite Device", u"usbccgp");
+  tooLong.friendlyName = std::u16string(256, u'g');
+  tooLong.interfaces = {{sim::kUsbDeviceInterface, u"\\\\?\\toolong"}};
+  Add(tooLong);
+
+  ASSERT_TRUE(GetPhysicalDeviceInfo(u"\\\\?\\fits", vid, pid, product, port));
+  EXPECT_EQ(product, std::u16string(255, u'f'));
+  ASSERT_TRUE(GetPhysicalDeviceInfo(u"\\\\?\\toolong", vid, pid, product, port));
+  EXPECT_EQ(product, u"USB Composite Device");
+  EXPECT_EQ(pid, u"0002");
+}
+
+TEST_F(PhysicalDeviceInfo, CompositeBeyondFiveHundredTwelveBytesIsNotSeen) {
+  // Past the buffer the description is not read, so the walk goes on up to the hub, whose parent
+  // (the tree's root) is in no list.
+  AddReceiver(std::u16string(250, u' ') + u"Composite");
+
+  EXPECT_FALSE(GetPhysicalDeviceInfo(kFunctionPath, vid, pid, product, port));
+  // The ids of the path were taken before the walk.
+  EXPECT_EQ(vid, u"046D");
+  EXPECT_EQ(pid, u"C52B");
+  EXPECT_EQ(product, u"");
+  EXPECT_EQ(port, u"");
+}
+
+TEST_F(PhysicalDeviceInfo, CompositeIsTestedCaseSensitively) {
+  AddReceiver(u"USB composite device");
+  EXPECT_FALSE(GetPhysicalDeviceInfo(kFunctionPath, vid, pid, product, port));
+}
+
+TEST_F(PhysicalDeviceInfo, CompositeOfAnotherSetupClassDoesNotEndTheWalk) {
+  AddReceiver();
+  sim::Device child = UsbDevice(u"USB\\VID_0002&PID_0002\\1", u"Composite sensor", u"x");
+  child.classGuidText = sim::GuidText(kHidClass);
+  child.parentId = kCompositeId;
+  child.interfaces = {{sim::kUsbDeviceInterface, u"\\\\?\\sensor"}};
+  Add(child);
+  sim::Device garbled = UsbDevice(u"USB\\VID_0003&PID_0003\\1", u"Composite thing", u"x");
+  garbled.classGuidText = u"not a guid";
+  garbled.parentId = kCompositeId;
+  garbled.interfaces = {{sim::kUsbDeviceInterface, u"\\\\?\\garbled"}};
+  Add(garbled);
+
+  ASSERT_TRUE(GetPhysicalDeviceInfo(u"\\\\?\\sensor", vid, pid, product, port));
+  EXPECT_EQ(port, kCompositeId);
+  ASSERT_TRUE(GetPhysicalDeviceInfo(u"\\\\?\\garbled", vid, pid, product, port));
+  EXPECT_EQ(port, kCompositeId);
+}
+
+TEST_F(PhysicalDeviceInfo, UnknownPathFailsWithClearedOutputs) {
+  AddReceiver();
+  EXPECT_FALSE(GetPhysicalDeviceInfo(u"\\\\?\\usb#nothing", vid, pid, product, port));
+  EXPECT_EQ(vid, u"");
+  EXPECT_EQ(pid, u"");
+  EXPECT_EQ(product, u"");
+  EXPECT_EQ(port, u"");
+}
+
+TEST_F(PhysicalDeviceInfo, ParentOutsideTheListFails) {
+  sim::Device parent = UsbDevice(u"USB\\VID_0004&PID_0004\\1", u"USB Composite Device", u"x");
+  Add(parent);  // no interface, so in no interface list
+  sim::Device child = UsbDevice(u"USB\\VID_0004&PID_0004&MI_00\\1", u"Function", u"x");
+  child.parentId = parent.instanceId;
+  child.interfaces = {{sim::kUsbDeviceInterface, u"\\\\?\\child"}};
+  Add(child);
+
+  EXPECT_FALSE(GetPhysicalDeviceInfo(u"\\\\?\\child", vid, pid, product, port));
+}
+
+TEST_F(PhysicalDeviceInfo, HidPathIsNotLookedForInTheHidListWhenTheUsbListOpens) {
+  AddReceiver();
+  sim::Device mouse = UsbDevice(u"HID\\VID_046D&PID_C52B&MI_00\\7&1", u"HID mouse", u"mouhid");
+  mouse.parentId = kFunctionId;
+  mouse.interfaces = {{sim::kHidInterface, u"\\\\?\\hid#mouse"}};
+  Add(mouse);
+
+  EXPECT_FALSE(GetPhysicalDeviceInfo(u"\\\\?\\hid#mouse", vid, pid, product, port));
+}
+
+TEST_F(PhysicalDeviceInfo, HidListIsUsedOnlyWhenTheUsbListCannotBeOpened) {
+  sim::Device composite = UsbDevice(kCompositeId, u"USB Composite Device", u"usbccgp");
+  composite.interfaces = {{sim::kHidInterface, u"\\\\?\\hid#composite"}};
+  Add(composite);
+  sim::Device mouse = UsbDevice(u"HID\\VID_046D&PID_C52B&MI_00\\7&1", u"HID mouse", u"mouhid");
+  mouse.classGuidText = sim::GuidText(kHidClass);
+  mouse.parentId = kCompositeId;
+  mouse.interfaces = {{sim::kHidInterface, u"\\\\?\\hid#mouse"}};
+  Add(mouse);
+  sim::RefuseDeviceInfoList(sim::kUsbDeviceInterface, kErrorNotEnoughMemory);
+
+  ASSERT_TRUE(GetPhysicalDeviceInfo(u"\\\\?\\hid#mouse", vid, pid, product, port));
+  EXPECT_EQ(port, kCompositeId);
+
+  sim::RefuseDeviceInfoList(sim::kHidInterface, kErrorNotEnoughMemory);
+  EXPECT_FALSE(GetPhysicalDeviceInfo(u"\\\\?\\hid#mouse", vid, pid, product, port));
+}
+
+// A chain of plain devices below a composite one: the composite is found within ten passes.
+class PhysicalDeviceDepth : public PhysicalDeviceInfo {
+ protected:
+  void AddChain(int depth) {
+    sim::Device top = UsbDevice(kCompositeId, u"USB Composite Device", u"usbccgp");
+    top.interfaces = {{sim::kUsbDeviceInterface, PathOf(kCompositeId)}};
+    Add(top);
+    std::u16string parent(kCompositeId);
+    for (int i = 1; i <= depth; ++i) {
+      const std::u16string id = u"USB\\LEVEL" + Utf8ToWide(std::to_string(i)) + u"\\1";
+      sim::Device device = UsbDevice(id, u"Level", u"x");
+      device.parentId = parent;
+      device.interfaces = {{sim::kUsbDeviceInterface, PathOf(id)}};
+      Add(device);
+      parent = id;
+    }
+    leafPath = PathOf(parent);
+  }
+  std::u16string leafPath;
+};
+
+TEST_F(PhysicalDeviceDepth, CompositeNineLevelsUpIsFoundOnTheTenthPass) {
+  AddChain(9);
+  ASSERT_TRUE(GetPhysicalDeviceInfo(leafPath, vid, pid, product, port));
+  EXPECT_EQ(port, kCompositeId);
+}
+
+TEST_F(PhysicalDeviceDepth, CompositeTenLevelsUpIsBeyondTheWalk) {
+  AddChain(10);
+  EXPECT_FALSE(GetPhysicalDeviceInfo(leafPath, vid, pid, product, port));
+  EXPECT_EQ(port, u"");
+}
+
 // ---- Pure tests ----
 
 TEST(ParseVidPid, TakesTheFirstOfEachAnywhereAndUpperCasesThem) {
