@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <locale>
 #include <regex>
 #include <string>
@@ -44,18 +45,10 @@ std::u16string UpperCapture(const std::wsmatch& match) {
   return digits;
 }
 
-}  // namespace
-
-// The input's bytes are little-endian UTF-16 units; an odd last byte is dropped.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  std::u16string source;
-  std::wstring wide;
-  for (std::size_t i = 0; i + 1 < size; i += 2) {
-    const auto unit = static_cast<char16_t>(data[i] | (data[i + 1] << 8));
-    source.push_back(unit);
-    wide.push_back(static_cast<wchar_t>(unit));
-  }
-
+// One text through both: the parser must find what the searches find, and leave its outputs alone
+// when they do not.
+void CheckAgainstPatterns(const std::u16string& source) {
+  const std::wstring wide(source.begin(), source.end());
   std::wsmatch vendor;
   std::wsmatch product;
   const bool expected = std::regex_search(wide, vendor, VendorPattern()) &&
@@ -74,5 +67,28 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     KT_CHECK(vid == untouched);
     KT_CHECK(pid == untouched);
   }
+}
+
+// Random units seldom spell a tag followed by four digits, so each byte also picks one unit of
+// the patterns' own letters, their neighbours and units that fold onto them elsewhere (dotted
+// capital I, Kelvin sign, fullwidth A, a lone surrogate): a short run then meets near-misses and
+// matches at every position.
+constexpr char16_t kAlphabet[] = u"VvIiDdPp__00199aAfFgG&\\#-\u0130\u0131\u212A\uFF21\uFF44\xD800";
+
+}  // namespace
+
+// The input's bytes are read twice: as little-endian UTF-16 units (an odd last byte dropped),
+// and one byte to one unit of the alphabet above.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  std::u16string raw;
+  for (std::size_t i = 0; i + 1 < size; i += 2) {
+    raw.push_back(static_cast<char16_t>(data[i] | (data[i + 1] << 8)));
+  }
+  CheckAgainstPatterns(raw);
+
+  constexpr std::size_t kLetters = std::size(kAlphabet) - 1;
+  std::u16string spelled;
+  for (std::size_t i = 0; i < size; ++i) spelled.push_back(kAlphabet[data[i] % kLetters]);
+  CheckAgainstPatterns(spelled);
   return 0;
 }
