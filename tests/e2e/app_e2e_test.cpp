@@ -2,13 +2,17 @@
 // over TCP exactly as the Dart side would drive it.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <chrono>
+#include <cstdint>
+#include <cstring>
 #include <cstdio>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "app_session.h"
+#include "channels/standard_codec.h"
 #include "engine_driver.h"
 #include "method_calls.h"
 #include "wine_process.h"
@@ -23,6 +27,7 @@ using e2e::kStartTimeout;
 using e2e::kTimeout;
 constexpr const char* kSystemCommands = e2e::kSystemCommandsChannel;
 constexpr const char* kWindowBlocker = e2e::kWindowBlockerChannel;
+constexpr const char* kDeviceMonitor = e2e::kDeviceMonitorChannel;
 
 constexpr uint32_t kWmFontChange = 29;
 constexpr uint32_t kWmSysCommand = 274;
@@ -71,13 +76,16 @@ TEST_F(AppTest, StartUpEventsArriveInOrder) {
   std::vector<std::string> expected = {
       "engine-created:data\\flutter_assets\ndata\\icudtl.dat\ndata\\app.so\n--dart-"
       "flag\n\xc3\xa9t\xc3\xa9"};
-  ASSERT_EQ(events.size(), 2 + std::size(kPluginRegistrars) + 2);
+  ASSERT_EQ(events.size(), 2 + std::size(kPluginRegistrars) + 3);
   EXPECT_EQ(events[0], expected[0]);
   EXPECT_EQ(events[1].rfind("view-created:", 0), 0u) << events[1];
   for (size_t i = 0; i < std::size(kPluginRegistrars); ++i) {
     EXPECT_EQ(events[2 + i], std::string("registrar:") + kPluginRegistrars[i]);
   }
-  EXPECT_EQ(events[2 + std::size(kPluginRegistrars)], std::string("handler-set:") + kWindowBlocker);
+  // The channels in the order of the start-up stages.
+  const size_t channels = 2 + std::size(kPluginRegistrars);
+  EXPECT_EQ(events[channels], std::string("handler-set:") + kDeviceMonitor);
+  EXPECT_EQ(events[channels + 1], std::string("handler-set:") + kWindowBlocker);
 }
 
 TEST_F(AppTest, GetIdleSecondsAnswersASixtyFourBitInteger) {
@@ -129,6 +137,77 @@ TEST_F(AppTest, FontChangeReloadsTheEnginesFonts) {
   engine_->WaitForEvent("fonts-reloaded", kTimeout);
 }
 
+// A DEV_BROADCAST_DEVICEINTERFACE_W of the given class, or a DEV_BROADCAST_VOLUME.
+Bytes InterfaceRecord(const std::array<std::uint8_t, 16>& interfaceClass,
+                      const std::u16string& path) {
+  Bytes record(28 + (path.size() + 1) * 2, 0);
+  const auto size = static_cast<std::uint32_t>(record.size());
+  const std::uint32_t type = 5;
+  std::memcpy(record.data(), &size, 4);
+  std::memcpy(record.data() + 4, &type, 4);
+  std::memcpy(record.data() + 12, interfaceClass.data(), 16);
+  std::memcpy(record.data() + 28, path.data(), path.size() * 2);
+  return record;
+}
+
+Bytes VolumeRecord(std::uint32_t unitMask) {
+  Bytes record(18, 0);
+  const std::uint32_t size = 18;
+  const std::uint32_t type = 2;
+  std::memcpy(record.data(), &size, 4);
+  std::memcpy(record.data() + 4, &type, 4);
+  std::memcpy(record.data() + 12, &unitMask, 4);
+  return record;
+}
+
+// {A5DCBF10-6530-11D2-901F-00C04FB951ED} and {86E0D1E0-8089-11D0-9CE4-08003E301F73} (ports) as
+// GUIDs lie in memory.
+constexpr std::array<std::uint8_t, 16> kUsbDeviceClass = {
+    0x10, 0xBF, 0xDC, 0xA5, 0x30, 0x65, 0xD2, 0x11, 0x90, 0x1F, 0x00, 0xC0, 0x4F, 0xB9, 0x51, 0xED};
+constexpr std::array<std::uint8_t, 16> kPortsClass = {
+    0xE0, 0xD1, 0xE0, 0x86, 0x89, 0x80, 0xD0, 0x11, 0x9C, 0xE4, 0x08, 0x00, 0x3E, 0x30, 0x1F, 0x73};
+constexpr std::uint32_t kWmDeviceChange = 0x0219;
+
+std::string MethodOf(const frames::NativeMessage& message) {
+  const auto call = StandardMethodCodec::GetInstance().DecodeMethodCall(message.payload);
+  return call ? call->method_name() : std::string("(not a method call)");
+}
+
+TEST_F(AppTest, DeviceChangesReachDartOnceEachAndOnlyForTheirClasses) {
+  StartApp({});
+  const std::u16string path =
+      u"\\\\?\\USB#VID_1234&PID_5678#E2E#{a5dcbf10-6530-11d2-901f-00c04fb951ed}";
+  EXPECT_EQ(engine_->SendWindowMessage(kWmDeviceChange, 0x8000, 0,
+                                       InterfaceRecord(kUsbDeviceClass, path), kTimeout),
+            1);
+  const frames::NativeMessage first = engine_->WaitForNativeMessage(kDeviceMonitor, kTimeout);
+  EXPECT_EQ(MethodOf(first), "onDeviceChanged");
+  EXPECT_EQ(first.id, 0u) << "no reply is wanted";
+  // Neither another interface class nor another event code goes anywhere.
+  EXPECT_EQ(
+      engine_->SendWindowMessage(kWmDeviceChange, 0x8000, 0,
+                                 InterfaceRecord(kPortsClass, u"\\\\?\\ACPI#PNP0501#1"), kTimeout),
+      1);
+  EXPECT_EQ(engine_->SendWindowMessage(kWmDeviceChange, 0x0007, 0, {}, kTimeout), 1);
+  EXPECT_EQ(engine_->SendWindowMessage(kWmDeviceChange, 0x8000, 0, VolumeRecord(8), kTimeout), 1);
+  // Frames keep their order: the next one on the channel is the volume's.
+  const frames::NativeMessage second = engine_->WaitForNativeMessage(kDeviceMonitor, kTimeout);
+  EXPECT_EQ(MethodOf(second), "onDeviceChanged");
+  for (const frames::Frame& frame : engine_->pending()) {
+    const auto* message = std::get_if<frames::NativeMessage>(&frame);
+    EXPECT_FALSE(message && message->channel == kDeviceMonitor) << "a third notification";
+  }
+  // stdout is in text mode: each line ends in CR LF in the file.
+  std::string output = driver::ReadFile(dir_ + "/app.log");
+  std::erase(output, '\r');
+  EXPECT_NE(output.find("[DeviceMonitor] USB Device ARRIVAL: \\\\?\\USB#VID_1234&PID_5678#E2E#{"
+                        "a5dcbf10-6530-11d2-901f-00c04fb951ed}\n"),
+            std::string::npos)
+      << output;
+  EXPECT_NE(output.find("[DeviceMonitor] Volume ARRIVAL: unitMask=8\n"), std::string::npos);
+  EXPECT_EQ(output.find("PNP0501"), std::string::npos);
+}
+
 TEST_F(AppTest, TrayMenuExitItemEndsTheProcessWithCodeZero) {
   StartApp({});
   const std::optional<int> exit = e2e::ExitThroughTrayMenu(*engine_, app_);
@@ -173,6 +252,7 @@ TEST_F(AppTest, LogHoldsTheStartUpLinesInOrder) {
       "[FlutterWindow] RegisterPlugins start",
       "[FlutterWindow] RegisterPlugins done",
       "[FlutterWindow] Tray icon initialized",
+      "[FlutterWindow] Device monitor initialized",
       "[FlutterWindow] Window blocker initialized",
       "[FlutterWindow] Window blocker channel registered",
       "[FlutterWindow] System commands channel registered",
