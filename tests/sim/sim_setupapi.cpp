@@ -64,6 +64,8 @@ struct State {
   std::map<std::uintptr_t, NotificationRegistration> notifications;
   std::uintptr_t nextNotification = 0x7000;
   unsigned long notificationFailure = 0;
+  // Lists SetupDiGetClassDevsW refuses: by class (none: every class) with the error it sets.
+  std::vector<std::pair<std::optional<Guid>, unsigned long>> refusedLists;
 
   State() { Reset(); }
 
@@ -81,6 +83,7 @@ struct State {
     notifications.clear();
     nextNotification = 0x7000;
     notificationFailure = 0;
+    refusedLists.clear();
   }
 
   std::uint32_t Add(const Device& device) {
@@ -300,6 +303,11 @@ int InvalidDeviceInfoListUses() {
   return S().invalidListUses;
 }
 
+void RefuseDeviceInfoList(std::optional<Guid> classGuid, unsigned long error) {
+  const std::lock_guard guard(S().lock);
+  S().refusedLists.emplace_back(classGuid, error);
+}
+
 void SetDeviceNotificationFailure(unsigned long error) {
   const std::lock_guard guard(S().lock);
   S().notificationFailure = error;
@@ -332,6 +340,13 @@ DeviceInfoSet SetupDiGetClassDevsW(const Guid* classGuid, std::uint32_t flags) {
   if (!classGuid && !allClasses) {
     sim::Fail(kErrorInvalidParameter);
     return {};
+  }
+  for (const auto& [refused, error] : s.refusedLists) {
+    const bool sameClass = refused ? classGuid && *classGuid == *refused : !classGuid;
+    if (sameClass) {
+      sim::Fail(error);
+      return {};
+    }
   }
   const bool presentOnly = (flags & kDigcfPresent) != 0;
   const bool ofInterfaces = (flags & kDigcfDeviceInterface) != 0;

@@ -110,6 +110,9 @@ std::size_t OpenDeviceInfoListCount();
 std::size_t DeviceInfoListsMade();
 // Calls that named a list that was never made or is destroyed already.
 int InvalidDeviceInfoListUses();
+// SetupDiGetClassDevsW refuses the lists of this class (none: the list of every class) with this
+// error until the next reset, as Windows does when memory runs out: the callers' no-list paths.
+void RefuseDeviceInfoList(std::optional<Guid> classGuid, unsigned long error);
 
 // ---- Device notifications ----
 // Registrations fail with this error until told otherwise (0 lets them through again).
