@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/kernel.h"
 #include "sim_core.h"
 #include "sim_setupapi.h"
 
@@ -125,6 +126,14 @@ TEST_F(DisconnectDeviceTest, UnknownTypeWalksTheListAndMatchesNothing) {
   EXPECT_FALSE(DisconnectDevice("printer"));
   EXPECT_EQ(sim::DeviceInfoListsMade(), 1u);
   EXPECT_TRUE(RemovalCalls().empty());
+}
+
+TEST_F(DisconnectDeviceTest, NoDeviceListReturnsFalse) {
+  ASSERT_NE(AddStick(kFirstStick, u"Kingston DataTraveler 3.0 USB Device"), 0u);
+  sim::RefuseDeviceInfoList(std::nullopt, kErrorNotEnoughMemory);
+  EXPECT_FALSE(DisconnectDevice("usb_storage"));
+  EXPECT_TRUE(RemovalCalls().empty());
+  EXPECT_TRUE(sim::DeviceExists(kFirstStick));
 }
 
 TEST_F(DisconnectDeviceTest, NoMatchingDeviceReturnsFalse) {

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/kernel.h"
 #include "sim_core.h"
 #include "sim_registry.h"
 #include "sim_setupapi.h"
