@@ -12,6 +12,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/exported.h"
 #include "base/guid.h"
 #include "channels/binary_messenger.h"
 #include "channels/method_call.h"
@@ -38,13 +39,13 @@ struct DeviceBroadcast {
 // nullopt for a null record or one whose size is smaller than its type needs.
 std::optional<DeviceBroadcast> DecodeDeviceBroadcast(const void* record);
 
-bool InitDeviceMonitor(platform::WindowHandle window, BinaryMessenger* messenger);
+KT_EXPORTED bool InitDeviceMonitor(platform::WindowHandle window, BinaryMessenger* messenger);
 // Always 1: ignored, dropped and accepted events alike.
-std::intptr_t HandleDeviceChange(platform::WindowHandle window, std::uint64_t eventCode,
-                                 const void* record);
+KT_EXPORTED std::intptr_t HandleDeviceChange(platform::WindowHandle window, std::uint64_t eventCode,
+                                             const void* record);
 // The event path once the record is decoded.
 std::intptr_t HandleDecodedDeviceChange(std::uint32_t eventCode, const DeviceBroadcast& record);
-void CleanupDeviceMonitor(platform::WindowHandle window);
+KT_EXPORTED void CleanupDeviceMonitor(platform::WindowHandle window);
 
 // True when an event with this base and code came less than 100 ms after the last accepted one.
 bool IsDuplicateDeviceEvent(std::u16string_view base, std::uint32_t eventCode);

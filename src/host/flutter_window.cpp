@@ -100,6 +100,12 @@ std::intptr_t FlutterWindow::MessageHandler(platform::WindowHandle window, unsig
     }
   }
 
+  for (const WindowModule& module : WindowModules()) {
+    if (module.onMessage && module.message == message) {
+      return module.onMessage(window, wParam, lParam);
+    }
+  }
+
   switch (message) {
     case platform::kWmFontChange:
       if (flutterController && flutterController->engine()) {

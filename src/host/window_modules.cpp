@@ -4,6 +4,8 @@
 #include "app/product.h"
 #include "blocker/window_blocker.h"
 #include "blocker/window_blocker_channel.h"
+#include "devices/device_monitor.h"
+#include "host/flutter_engine.h"
 #include "host/flutter_window.h"
 #include "host/system_commands.h"
 
@@ -15,6 +17,22 @@ constexpr WindowModule kWindowModules[] = {
                     return true;
                   },
                   u"Tray icon initialized", u"", u"Tray icon initialization failed"}}}},
+    {.stages = {{{[](FlutterWindow& window) {
+                    const FlutterViewController* controller = window.Controller();
+                    FlutterEngine* engine = controller ? controller->engine() : nullptr;
+                    return InitDeviceMonitor(window.GetHandle(),
+                                             engine ? engine->messenger() : nullptr);
+                  },
+                  u"Device monitor initialized", u"Device monitor initialization returned false",
+                  u"Device monitor initialization failed"}}},
+     .stop = [](FlutterWindow& window) { CleanupDeviceMonitor(window.GetHandle()); },
+     .message = platform::kWmDeviceChange,
+     .onMessage = [](platform::WindowHandle window, std::uintptr_t wParam,
+                     std::intptr_t lParam) -> std::intptr_t {
+       return HandleDeviceChange(
+           window, wParam,
+           reinterpret_cast<const void*>(lParam));  // NOLINT(performance-no-int-to-ptr)
+     }},
     {.stages = {{{[](FlutterWindow&) {
                     blocker::WindowBlocker::Instance().SetOwnProcessId();
                     return true;

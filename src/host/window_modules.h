@@ -1,12 +1,15 @@
 // The native modules as the main window starts and stops them. Each row is one module: the
 // stages it adds to OnCreate with their log lines, the channel one of those stages registers,
-// and what OnDestroy does for it. The rows stand in the order of start-up, and a new module is
-// one more row.
+// what OnDestroy does for it and the window message it takes. The rows stand in the order of
+// start-up, and a new module is one more row.
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <span>
 #include <string_view>
+
+#include "platform/handles.h"
 
 class FlutterWindow;
 
@@ -28,6 +31,10 @@ struct WindowModule {
   // OnDestroy, after the channels, in row order. It also runs once before OnCreate with nothing
   // started, so it must do no harm then.
   void (*stop)(FlutterWindow& window) = nullptr;
+  // A window message the module answers, once the view has been offered it and declined.
+  unsigned message = 0;
+  std::intptr_t (*onMessage)(platform::WindowHandle window, std::uintptr_t wParam,
+                             std::intptr_t lParam) = nullptr;
 };
 
 std::span<const WindowModule> WindowModules();

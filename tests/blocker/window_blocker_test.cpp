@@ -210,7 +210,7 @@ TEST_F(WindowBlockerTest, WorkerEndsAtItsNextStepAfterStopMonitoring) {
   Engine().SetEnabled(true);
   StartHook();
   std::atomic<bool> stopped{false};
-  sim::SetSleepHook([&stopped](unsigned ms) {
+  sim::SetSleepHook([&stopped](unsigned /*ms*/) {
     if (!stopped.exchange(true)) Engine().StopMonitoring();
   });
   Fire(sim::kEventObjectCreate, w);

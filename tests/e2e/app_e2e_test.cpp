@@ -23,6 +23,7 @@ using e2e::kStartTimeout;
 using e2e::kTimeout;
 constexpr const char* kSystemCommands = e2e::kSystemCommandsChannel;
 constexpr const char* kWindowBlocker = e2e::kWindowBlockerChannel;
+constexpr const char* kDeviceMonitor = e2e::kDeviceMonitorChannel;
 
 constexpr uint32_t kWmFontChange = 29;
 constexpr uint32_t kWmSysCommand = 274;
@@ -71,13 +72,16 @@ TEST_F(AppTest, StartUpEventsArriveInOrder) {
   std::vector<std::string> expected = {
       "engine-created:data\\flutter_assets\ndata\\icudtl.dat\ndata\\app.so\n--dart-"
       "flag\n\xc3\xa9t\xc3\xa9"};
-  ASSERT_EQ(events.size(), 2 + std::size(kPluginRegistrars) + 2);
+  ASSERT_EQ(events.size(), 2 + std::size(kPluginRegistrars) + 3);
   EXPECT_EQ(events[0], expected[0]);
   EXPECT_EQ(events[1].rfind("view-created:", 0), 0u) << events[1];
   for (size_t i = 0; i < std::size(kPluginRegistrars); ++i) {
     EXPECT_EQ(events[2 + i], std::string("registrar:") + kPluginRegistrars[i]);
   }
-  EXPECT_EQ(events[2 + std::size(kPluginRegistrars)], std::string("handler-set:") + kWindowBlocker);
+  // The channels in the order of the start-up stages.
+  const size_t channels = 2 + std::size(kPluginRegistrars);
+  EXPECT_EQ(events[channels], std::string("handler-set:") + kDeviceMonitor);
+  EXPECT_EQ(events[channels + 1], std::string("handler-set:") + kWindowBlocker);
 }
 
 TEST_F(AppTest, GetIdleSecondsAnswersASixtyFourBitInteger) {
@@ -173,6 +177,7 @@ TEST_F(AppTest, LogHoldsTheStartUpLinesInOrder) {
       "[FlutterWindow] RegisterPlugins start",
       "[FlutterWindow] RegisterPlugins done",
       "[FlutterWindow] Tray icon initialized",
+      "[FlutterWindow] Device monitor initialized",
       "[FlutterWindow] Window blocker initialized",
       "[FlutterWindow] Window blocker channel registered",
       "[FlutterWindow] System commands channel registered",

@@ -18,6 +18,7 @@ namespace e2e {
 inline constexpr driver::Timeout kStartTimeout = std::chrono::seconds(90);
 inline constexpr driver::Timeout kTimeout = std::chrono::seconds(20);
 inline constexpr char kSystemCommandsChannel[] = "com.kelvo.tarnel/system_commands";
+inline constexpr char kDeviceMonitorChannel[] = "com.kelvo.tarnel/device_monitor";
 inline constexpr char kWindowBlockerChannel[] = "com.kelvo.tarnel/window_blocker";
 
 std::string AppExe();

@@ -9,6 +9,7 @@
 
 #include "blocker/window_blocker.h"
 #include "channels/standard_codec.h"
+#include "devices/device_monitor.h"
 #include "host/flutter_engine.h"
 #include "host/flutter_view_controller.h"
 #include "host/window_modules.h"
@@ -18,6 +19,7 @@
 #include "sim_core.h"
 #include "sim_embedder.h"
 #include "sim_kernel.h"
+#include "sim_setupapi.h"
 #include "sim_user.h"
 
 namespace {
@@ -117,6 +119,7 @@ TEST_F(FlutterWindowTest, OnCreateLogsEachStageInOrder) {
       LogLines(),
       ElementsAre("[FlutterWindow] OnCreate start", "[FlutterWindow] RegisterPlugins start",
                   "[FlutterWindow] RegisterPlugins done", "[FlutterWindow] Tray icon initialized",
+                  "[FlutterWindow] Device monitor initialized",
                   "[FlutterWindow] Window blocker initialized",
                   "[FlutterWindow] Window blocker channel registered",
                   "[FlutterWindow] System commands channel registered",
@@ -196,6 +199,7 @@ TEST_F(FlutterWindowTest, AThrowingTrayStageLogsItsFailureAndTheLaterStagesRun) 
               ElementsAre("[FlutterWindow] OnCreate start", "[FlutterWindow] RegisterPlugins start",
                           "[FlutterWindow] RegisterPlugins done",
                           "[FlutterWindow] Tray icon initialization failed",
+                          "[FlutterWindow] Device monitor initialized",
                           "[FlutterWindow] Window blocker initialized",
                           "[FlutterWindow] Window blocker channel registered",
                           "[FlutterWindow] System commands channel registered",
@@ -579,6 +583,50 @@ TEST_F(FlutterWindowTest, OnDestroyDeletesTheIconThenDestroysTheController) {
   EXPECT_EQ(window->Controller(), nullptr);
   EXPECT_EQ(sim::LiveEngineCount(), 0);
   EXPECT_EQ(window->GetHandle(), nullptr);
+}
+
+// ---- Device monitor ----
+
+TEST_F(FlutterWindowTest, TheDeviceStageRegistersTheWindowForBothInterfaceClasses) {
+  ASSERT_TRUE(Create());
+  const auto registrations = sim::DeviceNotifications();
+  ASSERT_EQ(registrations.size(), 2u);
+  EXPECT_EQ(registrations[0].window, Handle());
+  EXPECT_EQ(registrations[1].window, Handle());
+  EXPECT_TRUE(sim::EngineMessenger().HasCallback(kDeviceMonitorChannel));
+}
+
+TEST_F(FlutterWindowTest, ADeviceStageThatAnswersFalseLogsItsOwnLine) {
+  sim::SetDeviceNotificationFailure(5);
+  ASSERT_TRUE(Create());
+  const auto lines = LogLines();
+  EXPECT_NE(std::find(lines.begin(), lines.end(),
+                      "[FlutterWindow] Device monitor initialization returned false"),
+            lines.end());
+  EXPECT_EQ(lines.back(), "[FlutterWindow] OnCreate done");
+}
+
+TEST_F(FlutterWindowTest, DeviceChangeMessagesGoToTheMonitorAndAnswerOne) {
+  ASSERT_TRUE(Create());
+  // A DEV_BROADCAST_VOLUME for drive D:.
+  std::uint8_t volume[20] = {18, 0, 0, 0, 2, 0, 0, 0, 0, 0, 0, 0, 8, 0, 0, 0};
+  const auto sentBefore = sim::EngineMessenger().Sent().size();
+  EXPECT_EQ(Send(platform::kWmDeviceChange, platform::kDbtDeviceArrival,
+                 reinterpret_cast<std::intptr_t>(volume)),
+            1);
+  const auto sent = sim::EngineMessenger().Sent();
+  ASSERT_EQ(sent.size(), sentBefore + 1);
+  EXPECT_EQ(sent.back().channel, kDeviceMonitorChannel);
+  // Any other event code is answered the same and sends nothing.
+  EXPECT_EQ(Send(platform::kWmDeviceChange, 0x0007, 0), 1);
+  EXPECT_EQ(sim::EngineMessenger().Sent().size(), sentBefore + 1);
+}
+
+TEST_F(FlutterWindowTest, OnDestroyUnregistersTheDeviceNotifications) {
+  ASSERT_TRUE(Create());
+  ASSERT_EQ(sim::OpenDeviceNotificationCount(), 2u);
+  ASSERT_TRUE(platform::DestroyWindow(Handle()));
+  EXPECT_EQ(sim::OpenDeviceNotificationCount(), 0u);
 }
 
 TEST_F(FlutterWindowTest, OnDestroyShutsTheBlockerDownAndShowsWhatItHid) {
