@@ -293,6 +293,11 @@ std::size_t OpenDeviceInfoListCount() {
   return S().lists.size();
 }
 
+std::size_t DeviceInfoListsMade() {
+  const std::lock_guard guard(S().lock);
+  return S().nextList - 0x5000;
+}
+
 int InvalidDeviceInfoListUses() {
   const std::lock_guard guard(S().lock);
   return S().invalidListUses;

@@ -106,6 +106,8 @@ void ScriptDisable(std::u16string_view instanceId, std::uint32_t result);
 // ---- Lists ----
 // Lists made and not yet destroyed: a test shows that every list was destroyed.
 std::size_t OpenDeviceInfoListCount();
+// Lists made since the reset, destroyed or not: a test shows that a call opened none.
+std::size_t DeviceInfoListsMade();
 // Calls that named a list that was never made or is destroyed already.
 int InvalidDeviceInfoListUses();
 // SetupDiGetClassDevsW refuses the lists of this class (none: the list of every class) with this
