@@ -7,6 +7,10 @@
 
 #include "channels/method_channel.h"
 #include "channels/standard_codec.h"
+#include "channels/channel_arguments.h"
+#include "devices/device_classification.h"
+#include "devices/device_disconnect.h"
+#include "devices/usb_storage_policy.h"
 #include "platform/kernel.h"
 #include "platform/setupapi.h"
 
@@ -77,6 +81,30 @@ platform::DeviceNotifyHandle Register(platform::WindowHandle window, const Guid&
 
 const char* EventName(std::uint32_t eventCode) {
   return eventCode == platform::kDbtDeviceArrival ? "ARRIVAL" : "REMOVAL";
+}
+
+std::u16string OrNotAvailable(const std::u16string& value) {
+  return value.empty() ? u"(N/A)" : value;
+}
+
+// What the arrival is, for the log only: nothing else reads it.
+void LogPhysicalDevice(const std::u16string& path) {
+  std::u16string vid;
+  std::u16string pid;
+  std::u16string product;
+  std::u16string port;
+  if (!GetPhysicalDeviceInfo(path, vid, pid, product, port)) {
+    Log("  (Failed to get physical entity info)\n");
+    return;
+  }
+  Log("  Port Path: ");
+  LogWide(OrNotAvailable(port));
+  Log(", VID: ");
+  LogWide(OrNotAvailable(vid));
+  Log(", PID: ");
+  LogWide(OrNotAvailable(pid));
+  Log(", Product String: ");
+  LogWide(OrNotAvailable(product) + u"\n");
 }
 
 }  // namespace
@@ -154,6 +182,7 @@ std::intptr_t HandleDecodedDeviceChange(std::uint32_t eventCode, const DeviceBro
   Log(std::string("[DeviceMonitor] ") + (usb ? "USB" : "HID") + " Device " + EventName(eventCode) +
       ": ");
   LogWide(record.path + u"\n");
+  if (eventCode == platform::kDbtDeviceArrival) LogPhysicalDevice(record.path);
   NotifyDeviceChanged();
   return 1;
 }
@@ -203,8 +232,27 @@ void NotifyDeviceChanged() {
 }
 
 void HandleDeviceMonitorCall(const MethodCall& call, std::unique_ptr<MethodResult> result) {
-  static_cast<void>(call);
-  result->NotImplemented();
+  const std::string& method = call.method_name();
+  // Arguments that are no map read as an empty one: every key then takes its default.
+  static const EncodableMap kNoArguments;
+  const EncodableValue* arguments = call.arguments();
+  const EncodableMap& map = arguments && std::holds_alternative<EncodableMap>(*arguments)
+                                ? std::get<EncodableMap>(*arguments)
+                                : kNoArguments;
+  if (method == "getDeviceStatusDetailed") {
+    result->Success(EncodableValue(GetDeviceStatusDetailed()));
+  } else if (method == "disconnectDevice") {
+    result->Success(EncodableValue(DisconnectDevice(GetString(map, "deviceType"))));
+  } else if (method == "getUsbStoragePolicy") {
+    result->Success(EncodableValue(GetUsbStoragePolicy()));
+  } else if (method == "setUsbStoragePolicy") {
+    result->Success(EncodableValue(SetUsbStoragePolicy(GetBool(map, "disabled", false),
+                                                       GetBool(map, "disconnectCurrent", true))));
+  } else {
+    // getHardwareSpecs, getStartupReportInfo, getDriverList and getWindowsProductSerialNumber
+    // come with the machine's inventory; until then they are unknown here, like any other name.
+    result->NotImplemented();
+  }
 }
 
 std::size_t DeviceEventStampCount() { return State().deviceEventStamps.size(); }

@@ -14,9 +14,12 @@
 #include "channels/standard_codec.h"
 #include "platform/kernel.h"
 #include "platform/setupapi.h"
+#include "answer_recorder.h"
+#include "platform/registry.h"
 #include "sim_core.h"
 #include "sim_kernel.h"
 #include "sim_messenger.h"
+#include "sim_registry.h"
 #include "sim_setupapi.h"
 #include "sim_user.h"
 
@@ -213,6 +216,47 @@ TEST_F(DeviceMonitorTest, AUsbArrivalIsLoggedAndSentOnce) {
   EXPECT_FALSE(sent.back().expectsReply);
 }
 
+// GUID_DEVCLASS_USB, the setup class whose composite devices end the walk.
+constexpr Guid kUsbSetupClass = {
+    0x36FC9E60, 0xC465, 0x11CF, {0x80, 0x56, 0x44, 0x45, 0x53, 0x54, 0x00, 0x00}};
+
+TEST_F(DeviceMonitorTest, AnArrivalLogsThePhysicalDeviceBehindThePath) {
+  sim::Device mouse;
+  mouse.instanceId = u"USB\\VID_046D&PID_C077\\5&2A1B3C4D&0&2";
+  mouse.setupClass = kUsbSetupClass;
+  mouse.classGuidText = sim::GuidText(kUsbSetupClass);
+  mouse.description = u"USB Composite Device";
+  mouse.friendlyName = u"USB Optical Mouse";
+  mouse.interfaces = {{kUsbDeviceInterfaceClass, kMousePath}};
+  ASSERT_NE(sim::AddDevice(mouse), 0u);
+  ASSERT_TRUE(InitDeviceMonitor(window, &messenger));
+  const std::size_t before = Output().size();
+  DeliverMouse(kArrival);
+  EXPECT_EQ(
+      Output().substr(before),
+      "[DeviceMonitor] USB Device ARRIVAL: " + std::string(kMousePath.begin(), kMousePath.end()) +
+          "\n  Port Path: USB\\VID_046D&PID_C077\\5&2A1B3C4D&0&2, VID: 046D, PID: C077, "
+          "Product String: USB Optical Mouse\n"
+          "[DeviceMonitor] Notified Flutter about device change\n");
+  EXPECT_EQ(sim::OpenDeviceInfoListCount(), 0u);
+}
+
+TEST_F(DeviceMonitorTest, AnArrivalOfAnUnknownPathSaysSoAndIsStillSent) {
+  ASSERT_TRUE(InitDeviceMonitor(window, &messenger));
+  const std::size_t before = Output().size();
+  DeliverMouse(kArrival);
+  EXPECT_NE(Output().substr(before).find("\n  (Failed to get physical entity info)\n"),
+            std::string::npos);
+  EXPECT_EQ(Notifications(), 1);
+}
+
+TEST_F(DeviceMonitorTest, ARemovalDoesNotLookForThePhysicalDevice) {
+  ASSERT_TRUE(InitDeviceMonitor(window, &messenger));
+  const std::size_t before = Output().size();
+  DeliverMouse(kRemoval);
+  EXPECT_EQ(Output().substr(before).find("  "), std::string::npos);
+}
+
 TEST_F(DeviceMonitorTest, AHidRemovalIsLoggedAsHid) {
   ASSERT_TRUE(InitDeviceMonitor(window, &messenger));
   const std::u16string path =
@@ -397,6 +441,95 @@ TEST_F(DeviceMonitorTest, AnOddSizeLeavesTheHalfUnitOut) {
 }
 
 // ---- The channel ----
+
+Answer CallMonitor(const std::string& method, std::unique_ptr<EncodableValue> arguments = nullptr) {
+  Answer answer;
+  HandleDeviceMonitorCall(MethodCall(method, std::move(arguments)), Recorder(answer));
+  EXPECT_EQ(answer.count, 1) << method << " answered once";
+  return answer;
+}
+
+const EncodableValue& Entry(const Answer& answer, const char* key) {
+  static const EncodableValue kMissing;
+  if (!answer.value || !std::holds_alternative<EncodableMap>(*answer.value)) return kMissing;
+  const auto& map = std::get<EncodableMap>(*answer.value);
+  const auto it = map.find(EncodableValue(key));
+  return it == map.end() ? kMissing : it->second;
+}
+
+constexpr std::u16string_view kUsbStor = u"SYSTEM\\CurrentControlSet\\Services\\USBSTOR";
+
+std::optional<std::uint32_t> UsbStorStart() {
+  const auto stored = sim::RegistryValue(platform::kHkeyLocalMachine, kUsbStor, u"Start");
+  if (!stored || stored->data.size() != 4) return std::nullopt;
+  std::uint32_t value = 0;
+  std::memcpy(&value, stored->data.data(), 4);
+  return value;
+}
+
+TEST_F(DeviceMonitorTest, TheStatusMethodAnswersAllEightSections) {
+  const Answer answer = CallMonitor("getDeviceStatusDetailed");
+  ASSERT_EQ(answer.kind, Answer::kSuccess);
+  ASSERT_TRUE(answer.value && std::holds_alternative<EncodableMap>(*answer.value));
+  EXPECT_EQ(std::get<EncodableMap>(*answer.value).size(), 8u);
+}
+
+TEST_F(DeviceMonitorTest, DisconnectWithoutATypeStillRunsAndAnswersFalse) {
+  std::vector<EncodableValue> argumentsTried = {
+      EncodableValue(), EncodableValue("keyboard"),
+      EncodableValue(EncodableMap{{EncodableValue("deviceType"), EncodableValue(7)}})};
+  for (const EncodableValue& arguments : argumentsTried) {
+    const Answer answer =
+        CallMonitor("disconnectDevice", std::make_unique<EncodableValue>(arguments));
+    ASSERT_EQ(answer.kind, Answer::kSuccess);
+    EXPECT_EQ(answer.value, EncodableValue(false));
+  }
+}
+
+TEST_F(DeviceMonitorTest, DisconnectOfATypeThatMatchesNothingAnswersFalse) {
+  const Answer answer = CallMonitor(
+      "disconnectDevice", std::make_unique<EncodableValue>(EncodableMap{
+                              {EncodableValue("deviceType"), EncodableValue("nothing")}}));
+  ASSERT_EQ(answer.kind, Answer::kSuccess);
+  EXPECT_EQ(answer.value, EncodableValue(false));
+}
+
+TEST_F(DeviceMonitorTest, ThePolicyWithoutItsKeyIsUnavailableWithTheSystemsCode) {
+  const Answer answer = CallMonitor("getUsbStoragePolicy");
+  ASSERT_EQ(answer.kind, Answer::kSuccess);
+  EXPECT_EQ(Entry(answer, "available"), EncodableValue(false));
+  EXPECT_EQ(Entry(answer, "errorCode"), EncodableValue(std::int64_t{2}));
+}
+
+TEST_F(DeviceMonitorTest, SetPolicyWithNoArgumentsEnablesStorage) {
+  sim::SetRegistryDword(platform::kHkeyLocalMachine, kUsbStor, u"Start", 4);
+  const Answer answer = CallMonitor("setUsbStoragePolicy");
+  ASSERT_EQ(answer.kind, Answer::kSuccess);
+  EXPECT_EQ(UsbStorStart(), 3u);
+  EXPECT_EQ(Entry(answer, "disabled"), EncodableValue(false));
+}
+
+TEST_F(DeviceMonitorTest, SetPolicyReadsEachKeyOnItsOwn) {
+  sim::SetRegistryDword(platform::kHkeyLocalMachine, kUsbStor, u"Start", 3);
+  const Answer answer = CallMonitor(
+      "setUsbStoragePolicy",
+      std::make_unique<EncodableValue>(EncodableMap{
+          {EncodableValue("disabled"), EncodableValue(true)},
+          {EncodableValue("disconnectCurrent"), EncodableValue("no")}}));  // not a bool: true
+  ASSERT_EQ(answer.kind, Answer::kSuccess);
+  EXPECT_EQ(UsbStorStart(), 4u);
+  EXPECT_EQ(Entry(answer, "disabled"), EncodableValue(true));
+  EXPECT_EQ(Entry(answer, "startValue"), EncodableValue(std::int32_t{4}));
+}
+
+TEST_F(DeviceMonitorTest, NoMethodAnswersWithAnError) {
+  for (const char* method : {"getDeviceStatusDetailed", "disconnectDevice", "getUsbStoragePolicy",
+                             "setUsbStoragePolicy", "GetDeviceStatusDetailed", ""}) {
+    EXPECT_NE(CallMonitor(method).kind, Answer::kError) << method;
+  }
+  EXPECT_EQ(CallMonitor("GetDeviceStatusDetailed").kind, Answer::kNotImplemented)
+      << "names compare with their case";
+}
 
 TEST_F(DeviceMonitorTest, AnUnknownMethodIsNotImplemented) {
   ASSERT_TRUE(InitDeviceMonitor(window, &messenger));
