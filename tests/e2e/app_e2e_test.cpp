@@ -208,6 +208,68 @@ TEST_F(AppTest, DeviceChangesReachDartOnceEachAndOnlyForTheirClasses) {
   EXPECT_EQ(output.find("PNP0501"), std::string::npos);
 }
 
+EncodableValue MapEntry(const EncodableValue& value, const char* key) {
+  if (!std::holds_alternative<EncodableMap>(value)) return EncodableValue();
+  const auto& map = std::get<EncodableMap>(value);
+  const auto it = map.find(EncodableValue(key));
+  return it == map.end() ? EncodableValue() : it->second;
+}
+
+TEST_F(AppTest, DeviceStatusAnswersEveryOneOfTheEightSections) {
+  StartApp({});
+  const MethodReply reply = driver::CallMethod(*engine_, kDeviceMonitor, "getDeviceStatusDetailed",
+                                               std::nullopt, kTimeout);
+  ASSERT_EQ(reply.kind, MethodReply::Kind::kSuccess);
+  ASSERT_TRUE(std::holds_alternative<EncodableMap>(reply.value));
+  const auto& sections = std::get<EncodableMap>(reply.value);
+  EXPECT_EQ(sections.size(), 8u);
+  for (const auto& [name, section] : sections) {
+    EXPECT_TRUE(std::holds_alternative<EncodableMap>(section)) << std::get<std::string>(name);
+    EXPECT_TRUE(std::holds_alternative<EncodableList>(MapEntry(section, "devices")));
+  }
+}
+
+TEST_F(AppTest, DisconnectingATypeThatMatchesNothingAnswersFalseAndTheAppLivesOn) {
+  StartApp({});
+  const MethodReply reply = driver::CallMethod(
+      *engine_, kDeviceMonitor, "disconnectDevice",
+      EncodableValue(EncodableMap{{EncodableValue("deviceType"), EncodableValue("no-such-type")}}),
+      kTimeout);
+  ASSERT_EQ(reply.kind, MethodReply::Kind::kSuccess);
+  EXPECT_EQ(reply.value, EncodableValue(false));
+  EXPECT_TRUE(app_.running());
+  EXPECT_EQ(Call("getIdleSeconds").kind, MethodReply::Kind::kSuccess);
+}
+
+TEST_F(AppTest, UsbStoragePolicyRoundTripsThroughThePrefixRegistry) {
+  const std::string key = "'HKLM\\SYSTEM\\CurrentControlSet\\Services\\USBSTOR'";
+  e2e::RunInSession("wine reg delete " + key + " /f");
+  StartApp({});
+  const MethodReply missing =
+      driver::CallMethod(*engine_, kDeviceMonitor, "getUsbStoragePolicy", std::nullopt, kTimeout);
+  ASSERT_EQ(missing.kind, MethodReply::Kind::kSuccess);
+  EXPECT_EQ(MapEntry(missing.value, "available"), EncodableValue(false));
+  EXPECT_EQ(MapEntry(missing.value, "errorCode"), EncodableValue(std::int64_t{2}));
+
+  ASSERT_EQ(e2e::RunInSession("wine reg add " + key + " /v Start /t REG_DWORD /d 3 /f"), 0);
+  const MethodReply disabled = driver::CallMethod(
+      *engine_, kDeviceMonitor, "setUsbStoragePolicy",
+      EncodableValue(EncodableMap{{EncodableValue("disabled"), EncodableValue(true)},
+                                  {EncodableValue("disconnectCurrent"), EncodableValue(false)}}),
+      kTimeout);
+  ASSERT_EQ(disabled.kind, MethodReply::Kind::kSuccess);
+  EXPECT_EQ(MapEntry(disabled.value, "startValue"), EncodableValue(std::int32_t{4}));
+  EXPECT_EQ(e2e::RunInSession("wine reg query " + key + " /v Start | grep -q 0x4"), 0);
+
+  const MethodReply enabled = driver::CallMethod(
+      *engine_, kDeviceMonitor, "setUsbStoragePolicy",
+      EncodableValue(EncodableMap{{EncodableValue("disabled"), EncodableValue(false)}}), kTimeout);
+  ASSERT_EQ(enabled.kind, MethodReply::Kind::kSuccess);
+  EXPECT_EQ(MapEntry(enabled.value, "startValue"), EncodableValue(std::int32_t{3}));
+  EXPECT_EQ(e2e::RunInSession("wine reg query " + key + " /v Start | grep -q 0x3"), 0);
+  e2e::RunInSession("wine reg delete " + key + " /f");
+}
+
 TEST_F(AppTest, TrayMenuExitItemEndsTheProcessWithCodeZero) {
   StartApp({});
   const std::optional<int> exit = e2e::ExitThroughTrayMenu(*engine_, app_);
