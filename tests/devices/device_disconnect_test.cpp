@@ -96,13 +96,7 @@ std::string Entry(const char* call, std::u16string_view id) {
   return entry;
 }
 
-std::vector<std::string> RemovalCalls() {
-  std::vector<std::string> calls;
-  for (const std::string& entry : sim::Journal()) {
-    if (entry.rfind("CM_", 0) == 0) calls.push_back(entry);
-  }
-  return calls;
-}
+std::vector<std::string> RemovalCalls() { return sim::JournalEntries("CM_"); }
 
 class DisconnectDeviceTest : public ::testing::Test {
  protected:

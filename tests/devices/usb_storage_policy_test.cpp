@@ -38,13 +38,7 @@ std::int64_t ErrorCode(const UsbStoragePolicyReply& reply) {
   return std::get<std::int64_t>(reply.at(EncodableValue("errorCode")));
 }
 
-std::vector<std::string> RemovalCalls() {
-  std::vector<std::string> calls;
-  for (const std::string& entry : sim::Journal()) {
-    if (entry.rfind("CM_", 0) == 0) calls.push_back(entry);
-  }
-  return calls;
-}
+std::vector<std::string> RemovalCalls() { return sim::JournalEntries("CM_"); }
 
 class UsbStoragePolicy : public ::testing::Test {
  protected:

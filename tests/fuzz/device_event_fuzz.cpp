@@ -6,11 +6,11 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 
 #include "devices/device_monitor.h"
+#include "fuzz_check.h"
 #include "platform/setupapi.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -20,7 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::uint32_t event = kEvents[data[0] % std::size(kEvents)];
   const std::size_t length = size - 1;
   if (length < 4) {
-    if (HandleDeviceChange(nullptr, event, nullptr) != 1) std::abort();
+    KT_CHECK(HandleDeviceChange(nullptr, event, nullptr) == 1);
     return 0;
   }
   const auto record = std::make_unique<std::uint8_t[]>(length);
@@ -29,6 +29,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::memcpy(&stated, record.get(), 4);
   stated = std::min<std::uint32_t>(stated, static_cast<std::uint32_t>(length));
   std::memcpy(record.get(), &stated, 4);
-  if (HandleDeviceChange(nullptr, event, record.get()) != 1) std::abort();
+  KT_CHECK(HandleDeviceChange(nullptr, event, record.get()) == 1);
   return 0;
 }

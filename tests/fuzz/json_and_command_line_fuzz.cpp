@@ -15,14 +15,7 @@
 #include "sim_core.h"
 #include "sim_kernel.h"
 #include "sim_shell.h"
-
-#define KT_CHECK(condition)                                                           \
-  do {                                                                                \
-    if (!(condition)) {                                                               \
-      std::fprintf(stderr, "invariant failed: %s (line %d)\n", #condition, __LINE__); \
-      std::abort();                                                                   \
-    }                                                                                 \
-  } while (false)
+#include "fuzz_check.h"
 
 namespace {
 

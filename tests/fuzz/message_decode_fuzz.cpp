@@ -17,14 +17,7 @@
 #include "channels/method_channel.h"
 #include "channels/standard_codec.h"
 #include "sim_messenger.h"
-
-#define KT_CHECK(condition)                                                           \
-  do {                                                                                \
-    if (!(condition)) {                                                               \
-      std::fprintf(stderr, "invariant failed: %s (line %d)\n", #condition, __LINE__); \
-      std::abort();                                                                   \
-    }                                                                                 \
-  } while (false)
+#include "fuzz_check.h"
 
 namespace {
 

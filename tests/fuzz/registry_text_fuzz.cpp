@@ -11,14 +11,7 @@
 
 #include "app/registry_reader.h"
 #include "sim_registry.h"
-
-#define KT_CHECK(condition)                                                           \
-  do {                                                                                \
-    if (!(condition)) {                                                               \
-      std::fprintf(stderr, "invariant failed: %s (line %d)\n", #condition, __LINE__); \
-      std::abort();                                                                   \
-    }                                                                                 \
-  } while (false)
+#include "fuzz_check.h"
 
 namespace {
 

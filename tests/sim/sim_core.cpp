@@ -36,6 +36,15 @@ std::vector<std::string> Journal() {
   return C().journal;
 }
 
+std::vector<std::string> JournalEntries(std::string_view prefix) {
+  const std::lock_guard guard(C().lock);
+  std::vector<std::string> entries;
+  for (const std::string& entry : C().journal) {
+    if (entry.starts_with(prefix)) entries.push_back(entry);
+  }
+  return entries;
+}
+
 void Record(std::string entry) {
   std::function<void(const std::string&)> hook;
   {

@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace sim {
@@ -13,6 +14,8 @@ void ResetSimulation();
 
 // Every recorded call, in the order it happened, from whichever thread.
 std::vector<std::string> Journal();
+// The entries that start with `prefix`, in order.
+std::vector<std::string> JournalEntries(std::string_view prefix);
 // Records the entry, then runs the call hook (if any) with it on the calling thread, outside every
 // lock of the simulation: a test changes the world at a chosen step.
 void Record(std::string entry);
