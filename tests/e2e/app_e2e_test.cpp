@@ -5,7 +5,9 @@
 #include <array>
 #include <chrono>
 #include <cstdint>
+#include <cctype>
 #include <cstring>
+#include <map>
 #include <cstdio>
 #include <string>
 #include <thread>
@@ -206,6 +208,10 @@ TEST_F(AppTest, DeviceChangesReachDartOnceEachAndOnlyForTheirClasses) {
       << output;
   EXPECT_NE(output.find("[DeviceMonitor] Volume ARRIVAL: unitMask=8\n"), std::string::npos);
   EXPECT_EQ(output.find("PNP0501"), std::string::npos);
+  EXPECT_NE(output.find("[DeviceMonitor] RegisterDeviceNotification (USB) Success\n"),
+            std::string::npos);
+  EXPECT_NE(output.find("[DeviceMonitor] RegisterDeviceNotification (HID) Success\n"),
+            std::string::npos);
 }
 
 EncodableValue MapEntry(const EncodableValue& value, const char* key) {
@@ -227,6 +233,62 @@ TEST_F(AppTest, DeviceStatusAnswersEveryOneOfTheEightSections) {
     EXPECT_TRUE(std::holds_alternative<EncodableMap>(section)) << std::get<std::string>(name);
     EXPECT_TRUE(std::holds_alternative<EncodableList>(MapEntry(section, "devices")));
   }
+}
+
+// Every record of the status names a present device, as SetupAPI lists it to a program of its
+// own, under the name that device goes by.
+TEST_F(AppTest, EveryDeviceInTheStatusIsOneThatSetupApiListsToAnotherProgram) {
+  StartApp({});
+  const std::string listing = dir_ + "/devices.txt";
+  ASSERT_EQ(
+      e2e::RunInSession("(wine " + driver::WindowsTests() + "/device_list.exe > " + listing + ")"),
+      0);
+  struct Listed {
+    std::string id;
+    std::string friendlyName;
+    std::string description;
+  };
+  std::map<std::string, Listed> present;  // by lower-case id
+  std::string text = driver::ReadFile(listing);
+  std::erase(text, '\r');
+  for (size_t start = 0; start < text.size();) {
+    const size_t end = text.find('\n', start);
+    const std::string line = text.substr(start, end - start);
+    start = end == std::string::npos ? text.size() : end + 1;
+    const size_t first = line.find('\t');
+    const size_t second = line.find('\t', first + 1);
+    if (first == std::string::npos || second == std::string::npos) continue;
+    const std::string id = line.substr(0, first);
+    std::string key = id;
+    for (char& c : key) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    present[key] = {id, line.substr(first + 1, second - first - 1), line.substr(second + 1)};
+  }
+  ASSERT_FALSE(present.empty()) << "the lister found no device";
+
+  const MethodReply reply = driver::CallMethod(*engine_, kDeviceMonitor, "getDeviceStatusDetailed",
+                                               std::nullopt, kTimeout);
+  ASSERT_EQ(reply.kind, MethodReply::Kind::kSuccess);
+  int records = 0;
+  for (const auto& [name, section] : std::get<EncodableMap>(reply.value)) {
+    const EncodableValue devices = MapEntry(section, "devices");
+    if (!std::holds_alternative<EncodableList>(devices)) continue;
+    for (const EncodableValue& device : std::get<EncodableList>(devices)) {
+      ++records;
+      std::string id = std::get<std::string>(MapEntry(device, "instanceId"));
+      for (char& c : id) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+      const auto found = present.find(id);
+      ASSERT_NE(found, present.end()) << "not present: " << id;
+      const Listed& listed = found->second;
+      EXPECT_EQ(MapEntry(device, "friendlyName"), EncodableValue(listed.friendlyName)) << id;
+      // The name shown is the first of the friendly name, the description and the id that is
+      // not empty (the agent's own products, which have names of their own, are not in Wine).
+      const std::string expected = !listed.friendlyName.empty()  ? listed.friendlyName
+                                   : !listed.description.empty() ? listed.description
+                                                                 : listed.id;
+      EXPECT_EQ(MapEntry(device, "name"), EncodableValue(expected)) << id;
+    }
+  }
+  std::printf("figure: %d device records, %zu present devices\n", records, present.size());
 }
 
 TEST_F(AppTest, DisconnectingATypeThatMatchesNothingAnswersFalseAndTheAppLivesOn) {

@@ -7,3 +7,9 @@ add_custom_command(TARGET host_window_test POST_BUILD
   COMMAND ${CMAKE_COMMAND} -E copy_if_different $<TARGET_FILE:flutter_windows_standin>
           $<TARGET_FILE_DIR:host_window_test>
   VERBATIM)
+
+# The present devices as SetupAPI lists them, for the end-to-end check of the device status.
+add_executable(device_list device_list.cpp)
+target_link_libraries(device_list PRIVATE setupapi)
+target_link_options(device_list PRIVATE -static)
+set_target_properties(device_list PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${KT_WINDOWS_TESTS_DIR})
