@@ -45,7 +45,7 @@ echo "== Full application with the engine stand-in"
 port=$((20000 + RANDOM % 20000))
 KT_ENGINE_PORT=$port kt_wine_spawn "$KT_WINE_ROOT/app-output.log" -t 120 "$KT_APP"
 app=$KT_SPAWN_PID
-build/host/tests/demo_driver "$port" "$KT_DEMO_SHOTS/blocker.png"
+build/host/tests/e2e/demo_driver "$port" "$KT_DEMO_SHOTS/blocker.png"
 sleep 1
 import -window root "$KT_DEMO_SHOTS/application.png"
 echo "  screenshot: $KT_DEMO_SHOTS/application.png"
