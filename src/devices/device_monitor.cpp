@@ -5,9 +5,10 @@
 #include <map>
 #include <string>
 
+#include "base/text.h"
+#include "channels/channel_arguments.h"
 #include "channels/method_channel.h"
 #include "channels/standard_codec.h"
-#include "channels/channel_arguments.h"
 #include "devices/device_classification.h"
 #include "devices/device_disconnect.h"
 #include "devices/usb_storage_policy.h"
@@ -44,14 +45,7 @@ void LogWide(std::u16string_view text) {
   if (!text.empty() && text.back() == u'\n') platform::FlushStandardOutput();
 }
 
-std::u16string Decimal(std::uint64_t value) {
-  std::u16string digits;
-  do {
-    digits.insert(digits.begin(), static_cast<char16_t>(u'0' + value % 10));
-    value /= 10;
-  } while (value != 0);
-  return digits;
-}
+std::u16string Decimal(std::uint64_t value) { return AsciiToWide(std::to_string(value)); }
 
 std::uint32_t ReadU32(const std::uint8_t* bytes) {
   std::uint32_t value = 0;

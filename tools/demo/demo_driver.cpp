@@ -1,12 +1,16 @@
 // Plays Dart for the main job: connects to the running executable through the engine stand-in,
-// calls a few methods on the system commands channel, then has the window blocker hide and
-// close windows of another program, and prints what comes back.
+// calls a few methods on the system commands channel, asks the device monitor what is connected
+// and tells it of a drive that arrived, then has the window blocker hide and close windows of
+// another program, and prints what comes back.
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <iostream>
 #include <string>
 #include <thread>
 
 #include "blocker_target_client.h"
+#include "channels/standard_codec.h"
 #include "engine_driver.h"
 #include "method_calls.h"
 #include "wine_process.h"
@@ -83,6 +87,31 @@ void DemoWindowBlocker(driver::EngineDriver& engine, const char* screenshot) {
   }
 }
 
+// The sections of the device status, and a drive's arrival as WM_DEVICECHANGE delivers it.
+void DemoDeviceMonitor(driver::EngineDriver& engine) {
+  constexpr char kChannel[] = "com.kelvo.tarnel/device_monitor";
+  const driver::MethodReply status =
+      driver::CallMethod(engine, kChannel, "getDeviceStatusDetailed", std::nullopt, 20s);
+  std::cout << "  getDeviceStatusDetailed -> " << Describe(status) << "\n";
+  if (const auto* sections = std::get_if<EncodableMap>(&status.value)) {
+    for (const auto& [name, section] : *sections) {
+      const auto& fields = std::get<EncodableMap>(section);
+      const auto& devices = std::get<EncodableList>(fields.at(EncodableValue("devices")));
+      std::cout << "    " << std::get<std::string>(name) << ": " << Text(fields, "status") << " ("
+                << devices.size() << ")\n";
+    }
+  }
+  // DEV_BROADCAST_VOLUME for drive D: (unit mask 8), arriving.
+  driver::Bytes volume(18, 0);
+  const std::uint32_t header[] = {18, 2, 0, 8};
+  std::memcpy(volume.data(), header, sizeof header);
+  engine.SendWindowMessage(0x0219, 0x8000, 0, volume, 20s);
+  const frames::NativeMessage changed = engine.WaitForNativeMessage(kChannel, 20s);
+  const auto call = StandardMethodCodec::GetInstance().DecodeMethodCall(changed.payload);
+  std::cout << "  WM_DEVICECHANGE (drive D: arrived) -> Dart got "
+            << (call ? call->method_name() : std::string("something else")) << "\n";
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -108,6 +137,8 @@ int main(int argc, char** argv) {
                 << Describe(driver::CallMethod(*engine, kChannel, method, std::nullopt, 20s))
                 << "\n";
     }
+    std::cout << "\n== Device monitor\n";
+    DemoDeviceMonitor(*engine);
     std::cout << "\n== Window blocker\n";
     DemoWindowBlocker(*engine, argc == 3 ? argv[2] : nullptr);
   } catch (const std::exception& error) {
