@@ -54,9 +54,9 @@ LockLayout LayoutLockKeysFrom(LockSize client, double scale) {
 
   layout.keys.reserve(kLockKeyCount);
   for (std::size_t i = 0; i < kLockKeyCount; ++i) {
-    const LockKeySpec& keySpec = kLockKeySpecs[i];
+    const LockKeyDefinition& definition = kLockKeyDefinitions[i];
     LockRect rect;
-    if (keySpec.kind == LockKeyKind::kSubmit) {
+    if (definition.kind == LockKeyKind::kSubmit) {
       // The submit key closes the input box's row instead of taking a grid cell.
       const int left = gridLeft + gridWidth - inputHeight;
       rect = {left, inputTop, left + inputHeight, inputTop + inputHeight};
@@ -67,7 +67,8 @@ LockLayout LayoutLockKeysFrom(LockSize client, double scale) {
       const int top = inputTop + inputHeight + keysGap + (key + gap) * row;
       rect = {left, top, left + key, top + key};
     }
-    layout.keys.push_back({rect, keySpec.kind, keySpec.character, std::u16string(keySpec.label)});
+    layout.keys.push_back(
+        {rect, definition.kind, definition.character, std::u16string(definition.label)});
   }
   return layout;
 }

@@ -24,7 +24,7 @@ struct LockKey {
   std::u16string label;
 };
 
-struct LockKeySpec {
+struct LockKeyDefinition {
   LockKeyKind kind;
   char16_t character;
   std::u16string_view label;
@@ -33,7 +33,7 @@ struct LockKeySpec {
 // The keypad in list order: three columns, the digit 0 between clear and backspace, and the
 // submit key last because it sits beside the input box rather than in the grid.
 inline constexpr std::size_t kLockKeyCount = 13;
-inline constexpr LockKeySpec kLockKeySpecs[kLockKeyCount] = {
+inline constexpr LockKeyDefinition kLockKeyDefinitions[kLockKeyCount] = {
     {LockKeyKind::kDigit, u'1', u"1"},  {LockKeyKind::kDigit, u'2', u"2"},
     {LockKeyKind::kDigit, u'3', u"3"},  {LockKeyKind::kDigit, u'4', u"4"},
     {LockKeyKind::kDigit, u'5', u"5"},  {LockKeyKind::kDigit, u'6', u"6"},
@@ -63,7 +63,7 @@ struct LockLayout {
   int keySide = 0;
   int gap = 0;
   LockRect inputRect;
-  std::vector<LockKey> keys;  // kLockKeyCount entries in the order of kLockKeySpecs
+  std::vector<LockKey> keys;  // kLockKeyCount entries in the order of kLockKeyDefinitions
 };
 
 LockLayout LayoutLockKeysFrom(LockSize client, double scale);

@@ -15,19 +15,20 @@ const LockKeyColors& LockKeyColorsFor(LockKeyKind kind) {
   return kLockEditKeyColors;
 }
 
-const LockFontSpec& LockFontSpecFor(LockFontRole role) {
-  return kLockFontSpecs[static_cast<std::size_t>(role)];
+const LockFontStyle& LockFontStyleFor(LockFontRole role) {
+  return kLockFontStyles[static_cast<std::size_t>(role)];
 }
 
 int LockFontHeight(LockFontRole role, double scale) {
-  return LockRound(scale * LockFontSpecFor(role).size);
+  return LockRound(scale * LockFontStyleFor(role).size);
 }
 
 std::vector<paint::Font> LockFontTable(double scale) {
   std::vector<paint::Font> fonts;
   fonts.reserve(kLockFontCount);
-  for (const LockFontSpec& spec : kLockFontSpecs) {
-    fonts.push_back({std::u16string(kLockFontFace), LockFontHeight(spec.role, scale), spec.weight});
+  for (const LockFontStyle& style : kLockFontStyles) {
+    fonts.push_back(
+        {std::u16string(kLockFontFace), LockFontHeight(style.role, scale), style.weight});
   }
   return fonts;
 }

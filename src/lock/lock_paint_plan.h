@@ -42,19 +42,19 @@ const LockKeyColors& LockKeyColorsFor(LockKeyKind kind);
 // The six fonts of the window; three of them are never drawn with, and so never made.
 enum class LockFontRole : int { kBrand, kHeading, kSmall, kMask, kKeyLabel, kEmphasis };
 inline constexpr std::size_t kLockFontCount = 6;
-struct LockFontSpec {
+struct LockFontStyle {
   LockFontRole role;
   int size;  // design height at 96 DPI
   int weight;
 };
-inline constexpr LockFontSpec kLockFontSpecs[kLockFontCount] = {
+inline constexpr LockFontStyle kLockFontStyles[kLockFontCount] = {
     {LockFontRole::kBrand, 42, 700},    {LockFontRole::kHeading, 32, 700},
     {LockFontRole::kSmall, 16, 400},    {LockFontRole::kMask, 24, 600},
     {LockFontRole::kKeyLabel, 26, 600}, {LockFontRole::kEmphasis, 18, 700},
 };
 inline constexpr std::u16string_view kLockFontFace = u"Microsoft YaHei";
 
-const LockFontSpec& LockFontSpecFor(LockFontRole role);
+const LockFontStyle& LockFontStyleFor(LockFontRole role);
 int LockFontHeight(LockFontRole role, double scale);
 // The role's place in a lock plan's font table.
 constexpr std::size_t LockFontIndex(LockFontRole role) { return static_cast<std::size_t>(role); }

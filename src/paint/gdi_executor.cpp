@@ -14,24 +14,24 @@ namespace {
 // painting; one that fails is not asked for again.
 class Fonts {
  public:
-  explicit Fonts(const std::vector<Font>& specs) : specs_(specs), made_(specs.size()) {}
+  explicit Fonts(const std::vector<Font>& table) : table_(table), made_(table.size()) {}
 
   // Null when the index is outside the table or the font could not be made.
   platform::FontHandle Get(std::size_t index) {
-    if (index >= specs_.size()) return nullptr;
+    if (index >= table_.size()) return nullptr;
     std::optional<UniqueFont>& slot = made_[index];
     if (!slot) {
-      const Font& spec = specs_[index];
+      const Font& font = table_[index];
       slot.emplace(platform::CreateFontW(
-          spec.height, 0, 0, 0, spec.weight, 0, 0, 0, platform::kDefaultCharset,
+          font.height, 0, 0, 0, font.weight, 0, 0, 0, platform::kDefaultCharset,
           platform::kOutDefaultPrecis, platform::kClipDefaultPrecis, platform::kClearTypeQuality,
-          platform::kDefaultPitch | platform::kFfDontCare, spec.face));
+          platform::kDefaultPitch | platform::kFfDontCare, font.face));
     }
     return slot->get();
   }
 
  private:
-  const std::vector<Font>& specs_;
+  const std::vector<Font>& table_;
   std::vector<std::optional<UniqueFont>> made_;
 };
 

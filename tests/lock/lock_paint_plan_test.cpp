@@ -164,9 +164,9 @@ TEST(LockFonts, SixFontsWithTheirSizesAndWeights) {
   const int sizes[] = {42, 32, 16, 24, 26, 18};
   const int weights[] = {700, 700, 400, 600, 600, 700};
   for (std::size_t i = 0; i < kLockFontCount; ++i) {
-    EXPECT_EQ(static_cast<std::size_t>(kLockFontSpecs[i].role), i);
-    EXPECT_EQ(kLockFontSpecs[i].size, sizes[i]);
-    EXPECT_EQ(kLockFontSpecs[i].weight, weights[i]);
+    EXPECT_EQ(static_cast<std::size_t>(kLockFontStyles[i].role), i);
+    EXPECT_EQ(kLockFontStyles[i].size, sizes[i]);
+    EXPECT_EQ(kLockFontStyles[i].weight, weights[i]);
   }
   EXPECT_EQ(kLockFontFace, u"Microsoft YaHei");
   EXPECT_EQ(LockFontHeight(LockFontRole::kSmall, 1.5), 24);

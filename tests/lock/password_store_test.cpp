@@ -50,9 +50,7 @@ std::string Upper(std::string text) {
 
 class PasswordStoreTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    sim::ResetSimulation();
-  }
+  void SetUp() override { sim::ResetSimulation(); }
 
   static void SetArguments(std::vector<std::u16string> arguments) {
     arguments.insert(arguments.begin(), u"KelvoTarnel.exe");

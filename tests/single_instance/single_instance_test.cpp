@@ -34,8 +34,8 @@ const std::string kCreatePipe = "CreateNamedPipeW " + kPipe + " 1 6 255 64 64 0"
 constexpr std::uint32_t kNotepadProcessId = 300;
 constexpr std::uint32_t kNotepadThreadId = 3001;
 
-sim::DesktopWindow MainWindowSpec(std::uint32_t processId = sim::kOtherProcessId,
-                                  std::uint32_t threadId = sim::kOtherThreadId) {
+sim::DesktopWindow MainWindowOf(std::uint32_t processId = sim::kOtherProcessId,
+                                std::uint32_t threadId = sim::kOtherThreadId) {
   sim::DesktopWindow shape;
   shape.className = u"FLUTTER_RUNNER_WIN32_WINDOW";
   shape.title = u"ZMS";
@@ -44,8 +44,8 @@ sim::DesktopWindow MainWindowSpec(std::uint32_t processId = sim::kOtherProcessId
   return shape;
 }
 
-sim::DesktopWindow WindowSpec(std::u16string className, std::u16string title,
-                              std::uint32_t processId = sim::kOtherProcessId) {
+sim::DesktopWindow WindowOf(std::u16string className, std::u16string title,
+                            std::uint32_t processId = sim::kOtherProcessId) {
   sim::DesktopWindow shape;
   shape.className = std::move(className);
   shape.title = std::move(title);
@@ -185,8 +185,8 @@ class ForceForegroundWindowTest : public SingleInstanceTest {
   void SetUp() override {
     SingleInstanceTest::SetUp();
     notepad_ =
-        sim::AddDesktopWindow(WindowSpec(u"Notepad", u"Untitled - Notepad", kNotepadProcessId));
-    target_ = sim::AddDesktopWindow(MainWindowSpec());
+        sim::AddDesktopWindow(WindowOf(u"Notepad", u"Untitled - Notepad", kNotepadProcessId));
+    target_ = sim::AddDesktopWindow(MainWindowOf());
     sim::SetForeground(notepad_);
   }
 
@@ -221,7 +221,7 @@ class ActivateRunningInstanceTest : public SingleInstanceTest {
 // ---- EnumExistingWindowProc, step by step ----
 
 TEST_F(EnumExistingWindowProcTest, NotAWindowGoesOn) {
-  const WindowHandle window = sim::AddDesktopWindow(MainWindowSpec());
+  const WindowHandle window = sim::AddDesktopWindow(MainWindowOf());
   sim::DestroyDesktopWindow(window);
   ExistingWindowSearch search = OwnSearch();
   EXPECT_TRUE(EnumExistingWindowProc(window, &search));
@@ -229,8 +229,8 @@ TEST_F(EnumExistingWindowProcTest, NotAWindowGoesOn) {
 }
 
 TEST_F(EnumExistingWindowProcTest, OwnedWindowGoesOn) {
-  const WindowHandle owner = sim::AddDesktopWindow(WindowSpec(u"Owner", u"Owner"));
-  sim::DesktopWindow owned = MainWindowSpec();
+  const WindowHandle owner = sim::AddDesktopWindow(WindowOf(u"Owner", u"Owner"));
+  sim::DesktopWindow owned = MainWindowOf();
   owned.owner = owner;
   const WindowHandle window = sim::AddDesktopWindow(owned);
   ExistingWindowSearch search = OwnSearch();
@@ -239,7 +239,7 @@ TEST_F(EnumExistingWindowProcTest, OwnedWindowGoesOn) {
 }
 
 TEST_F(EnumExistingWindowProcTest, ProcessIdZeroGoesOn) {
-  const WindowHandle window = sim::AddDesktopWindow(MainWindowSpec(0, 0));
+  const WindowHandle window = sim::AddDesktopWindow(MainWindowOf(0, 0));
   ExistingWindowSearch search = OwnSearch();
   EXPECT_TRUE(EnumExistingWindowProc(window, &search));
   EXPECT_EQ(search.found, nullptr);
@@ -247,19 +247,19 @@ TEST_F(EnumExistingWindowProcTest, ProcessIdZeroGoesOn) {
 
 TEST_F(EnumExistingWindowProcTest, OwnProcessWindowIsSkipped) {
   const WindowHandle window =
-      sim::AddDesktopWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
+      sim::AddDesktopWindow(MainWindowOf(sim::kOwnProcessId, sim::kOwnThreadId));
   ExistingWindowSearch search = OwnSearch();
   EXPECT_TRUE(EnumExistingWindowProc(window, &search));
   EXPECT_EQ(search.found, nullptr);
 }
 
 TEST_F(EnumExistingWindowProcTest, WithoutSearchRecordGoesOn) {
-  const WindowHandle window = sim::AddDesktopWindow(MainWindowSpec());
+  const WindowHandle window = sim::AddDesktopWindow(MainWindowOf());
   EXPECT_TRUE(EnumExistingWindowProc(window, nullptr));
 }
 
 TEST_F(EnumExistingWindowProcTest, WindowOfAnotherSessionIsSkipped) {
-  const WindowHandle window = sim::AddDesktopWindow(MainWindowSpec());
+  const WindowHandle window = sim::AddDesktopWindow(MainWindowOf());
   sim::SetSessionOf(sim::kOtherProcessId, 2);
   ExistingWindowSearch search = OwnSearch();
   EXPECT_TRUE(EnumExistingWindowProc(window, &search));
@@ -267,7 +267,7 @@ TEST_F(EnumExistingWindowProcTest, WindowOfAnotherSessionIsSkipped) {
 }
 
 TEST_F(EnumExistingWindowProcTest, FailedSessionLookupDoesNotExcludeTheWindow) {
-  const WindowHandle window = sim::AddDesktopWindow(MainWindowSpec());
+  const WindowHandle window = sim::AddDesktopWindow(MainWindowOf());
   sim::SetSessionOf(sim::kOtherProcessId, std::nullopt);
   ExistingWindowSearch search = OwnSearch();
   EXPECT_FALSE(EnumExistingWindowProc(window, &search));
@@ -275,7 +275,7 @@ TEST_F(EnumExistingWindowProcTest, FailedSessionLookupDoesNotExcludeTheWindow) {
 }
 
 TEST_F(EnumExistingWindowProcTest, EmptyClassNameGoesOnWithoutReadingTheTitle) {
-  const WindowHandle window = sim::AddDesktopWindow(WindowSpec(u"", u"ZMS"));
+  const WindowHandle window = sim::AddDesktopWindow(WindowOf(u"", u"ZMS"));
   ExistingWindowSearch search = OwnSearch();
   EXPECT_TRUE(EnumExistingWindowProc(window, &search));
   EXPECT_EQ(search.found, nullptr);
@@ -283,8 +283,7 @@ TEST_F(EnumExistingWindowProcTest, EmptyClassNameGoesOnWithoutReadingTheTitle) {
 }
 
 TEST_F(EnumExistingWindowProcTest, MainWindowClassMatchesIgnoringCase) {
-  const WindowHandle window =
-      sim::AddDesktopWindow(WindowSpec(u"flutter_runner_Win32_window", u""));
+  const WindowHandle window = sim::AddDesktopWindow(WindowOf(u"flutter_runner_Win32_window", u""));
   ExistingWindowSearch search = OwnSearch();
   EXPECT_FALSE(EnumExistingWindowProc(window, &search));
   EXPECT_EQ(search.found, window);
@@ -292,7 +291,7 @@ TEST_F(EnumExistingWindowProcTest, MainWindowClassMatchesIgnoringCase) {
 
 TEST_F(EnumExistingWindowProcTest, LockWindowIsNeverPickedWhateverItsTitle) {
   const WindowHandle window =
-      sim::AddDesktopWindow(WindowSpec(u"KelvoTarnelNativeLockWindow", u"ZMS"));
+      sim::AddDesktopWindow(WindowOf(u"KelvoTarnelNativeLockWindow", u"ZMS"));
   ExistingWindowSearch search = OwnSearch();
   EXPECT_TRUE(EnumExistingWindowProc(window, &search));
   EXPECT_EQ(search.found, nullptr);
@@ -301,7 +300,7 @@ TEST_F(EnumExistingWindowProcTest, LockWindowIsNeverPickedWhateverItsTitle) {
 
 TEST_F(EnumExistingWindowProcTest, LockWindowClassIsRecognisedIgnoringCase) {
   const WindowHandle window =
-      sim::AddDesktopWindow(WindowSpec(u"KELVOTARNELNATIVELOCKWINDOW", u"KelvoTarnel"));
+      sim::AddDesktopWindow(WindowOf(u"KELVOTARNELNATIVELOCKWINDOW", u"KelvoTarnel"));
   ExistingWindowSearch search = OwnSearch();
   EXPECT_TRUE(EnumExistingWindowProc(window, &search));
   EXPECT_EQ(search.found, nullptr);
@@ -311,7 +310,7 @@ TEST_F(EnumExistingWindowProcTest, AcceptedTitlesMatchExactlyIgnoringCase) {
   for (const std::u16string title :
        {u"ZMS", u"zms", u"KelvoTarnel", u"KELVOTARNEL", u"KELVO", u"kelvo"}) {
     SCOPED_TRACE(WideToUtf8(title));
-    const WindowHandle window = sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", title));
+    const WindowHandle window = sim::AddDesktopWindow(WindowOf(u"Chrome_WidgetWin_1", title));
     ExistingWindowSearch search = OwnSearch();
     EXPECT_FALSE(EnumExistingWindowProc(window, &search));
     EXPECT_EQ(search.found, window);
@@ -321,7 +320,7 @@ TEST_F(EnumExistingWindowProcTest, AcceptedTitlesMatchExactlyIgnoringCase) {
 TEST_F(EnumExistingWindowProcTest, TitlesThatOnlyBeginLikeAnAcceptedOneDoNotMatch) {
   for (const std::u16string title : {u"ZMS Editor", u"KELVO2", u"zms "}) {
     SCOPED_TRACE(WideToUtf8(title));
-    const WindowHandle window = sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", title));
+    const WindowHandle window = sim::AddDesktopWindow(WindowOf(u"Chrome_WidgetWin_1", title));
     ExistingWindowSearch search = OwnSearch();
     EXPECT_TRUE(EnumExistingWindowProc(window, &search));
     EXPECT_EQ(search.found, nullptr);
@@ -330,7 +329,7 @@ TEST_F(EnumExistingWindowProcTest, TitlesThatOnlyBeginLikeAnAcceptedOneDoNotMatc
 
 TEST_F(EnumExistingWindowProcTest, TitleHoldingKelvoTarnelAmongOtherWordsMatches) {
   const WindowHandle window =
-      sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"Open KelvoTarnel settings"));
+      sim::AddDesktopWindow(WindowOf(u"Chrome_WidgetWin_1", u"Open KelvoTarnel settings"));
   ExistingWindowSearch search = OwnSearch();
   EXPECT_FALSE(EnumExistingWindowProc(window, &search));
   EXPECT_EQ(search.found, window);
@@ -338,7 +337,7 @@ TEST_F(EnumExistingWindowProcTest, TitleHoldingKelvoTarnelAmongOtherWordsMatches
 
 TEST_F(EnumExistingWindowProcTest, TitleHoldingTheLowerCaseWordAmongOthersDoesNotMatch) {
   const WindowHandle window =
-      sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"Open kelvotarnel settings"));
+      sim::AddDesktopWindow(WindowOf(u"Chrome_WidgetWin_1", u"Open kelvotarnel settings"));
   ExistingWindowSearch search = OwnSearch();
   EXPECT_TRUE(EnumExistingWindowProc(window, &search));
   EXPECT_EQ(search.found, nullptr);
@@ -346,21 +345,21 @@ TEST_F(EnumExistingWindowProcTest, TitleHoldingTheLowerCaseWordAmongOthersDoesNo
 
 TEST_F(EnumExistingWindowProcTest, LowerCaseWordAloneMatchesByTheExactCaseFreeTest) {
   const WindowHandle window =
-      sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"kelvotarnel"));
+      sim::AddDesktopWindow(WindowOf(u"Chrome_WidgetWin_1", u"kelvotarnel"));
   ExistingWindowSearch search = OwnSearch();
   EXPECT_FALSE(EnumExistingWindowProc(window, &search));
   EXPECT_EQ(search.found, window);
 }
 
 TEST_F(EnumExistingWindowProcTest, OtherProgramsWindowGoesOn) {
-  const WindowHandle window = sim::AddDesktopWindow(WindowSpec(u"Notepad", u"Untitled - Notepad"));
+  const WindowHandle window = sim::AddDesktopWindow(WindowOf(u"Notepad", u"Untitled - Notepad"));
   ExistingWindowSearch search = OwnSearch();
   EXPECT_TRUE(EnumExistingWindowProc(window, &search));
   EXPECT_EQ(search.found, nullptr);
 }
 
 TEST_F(EnumExistingWindowProcTest, ReadsClassWith128AndTitleWith256Characters) {
-  const WindowHandle window = sim::AddDesktopWindow(WindowSpec(u"Notepad", u"Untitled - Notepad"));
+  const WindowHandle window = sim::AddDesktopWindow(WindowOf(u"Notepad", u"Untitled - Notepad"));
   ExistingWindowSearch search = OwnSearch();
   EnumExistingWindowProc(window, &search);
   ASSERT_EQ(sim::Label(window), "w1");
@@ -371,8 +370,8 @@ TEST_F(EnumExistingWindowProcTest, ReadsClassWith128AndTitleWith256Characters) {
 TEST_F(EnumExistingWindowProcTest, TitlePartBeyondTheFirst255CharactersIsNotSeen) {
   const std::u16string cut = std::u16string(245, u'x') + u"KelvoTarnel";   // 256 long
   const std::u16string fits = std::u16string(244, u'x') + u"KelvoTarnel";  // 255 long
-  const WindowHandle cutWindow = sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", cut));
-  const WindowHandle fitsWindow = sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", fits));
+  const WindowHandle cutWindow = sim::AddDesktopWindow(WindowOf(u"Chrome_WidgetWin_1", cut));
+  const WindowHandle fitsWindow = sim::AddDesktopWindow(WindowOf(u"Chrome_WidgetWin_1", fits));
   ExistingWindowSearch search = OwnSearch();
   EXPECT_TRUE(EnumExistingWindowProc(cutWindow, &search));
   EXPECT_FALSE(EnumExistingWindowProc(fitsWindow, &search));
@@ -389,18 +388,18 @@ TEST_F(FindExistingWindowTest, SearchesClassThenTitlesThenEnumeratesWhenNothingI
 }
 
 TEST_F(FindExistingWindowTest, ClassHitEndsThePassFirst) {
-  sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"ZMS"));
+  sim::AddDesktopWindow(WindowOf(u"Chrome_WidgetWin_1", u"ZMS"));
   const WindowHandle main =
-      sim::AddDesktopWindow(WindowSpec(u"FLUTTER_RUNNER_WIN32_WINDOW", u"Other"));
-  sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"ZMS"));
+      sim::AddDesktopWindow(WindowOf(u"FLUTTER_RUNNER_WIN32_WINDOW", u"Other"));
+  sim::AddDesktopWindow(WindowOf(u"Chrome_WidgetWin_1", u"ZMS"));
   EXPECT_EQ(FindExistingWindow(), main);
   EXPECT_THAT(Calls(), ElementsAre("FindWindowW class FLUTTER_RUNNER_WIN32_WINDOW"));
 }
 
 TEST_F(FindExistingWindowTest, ClassHitThatIsNoLongerAWindowFallsThroughToTheTitle) {
   const WindowHandle main =
-      sim::AddDesktopWindow(WindowSpec(u"FLUTTER_RUNNER_WIN32_WINDOW", u"Other"));
-  const WindowHandle zms = sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"ZMS"));
+      sim::AddDesktopWindow(WindowOf(u"FLUTTER_RUNNER_WIN32_WINDOW", u"Other"));
+  const WindowHandle zms = sim::AddDesktopWindow(WindowOf(u"Chrome_WidgetWin_1", u"ZMS"));
   sim::SetCallHook([main](const std::string& entry) {
     if (entry == "FindWindowW class FLUTTER_RUNNER_WIN32_WINDOW") sim::DestroyDesktopWindow(main);
   });
@@ -408,7 +407,7 @@ TEST_F(FindExistingWindowTest, ClassHitThatIsNoLongerAWindowFallsThroughToTheTit
 }
 
 TEST_F(FindExistingWindowTest, ZmsTitleHitIsTakenWithoutAskingIsWindow) {
-  const WindowHandle zms = sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"ZMS"));
+  const WindowHandle zms = sim::AddDesktopWindow(WindowOf(u"Chrome_WidgetWin_1", u"ZMS"));
   sim::SetCallHook([zms](const std::string& entry) {
     if (entry == "FindWindowW title ZMS") sim::DestroyDesktopWindow(zms);
   });
@@ -417,8 +416,7 @@ TEST_F(FindExistingWindowTest, ZmsTitleHitIsTakenWithoutAskingIsWindow) {
 }
 
 TEST_F(FindExistingWindowTest, KelvoTarnelTitleHitThatIsNoLongerAWindowFallsThrough) {
-  const WindowHandle named =
-      sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel"));
+  const WindowHandle named = sim::AddDesktopWindow(WindowOf(u"Chrome_WidgetWin_1", u"KelvoTarnel"));
   sim::SetCallHook([named](const std::string& entry) {
     if (entry == "FindWindowW title KelvoTarnel") sim::DestroyDesktopWindow(named);
   });
@@ -427,39 +425,38 @@ TEST_F(FindExistingWindowTest, KelvoTarnelTitleHitThatIsNoLongerAWindowFallsThro
 }
 
 TEST_F(FindExistingWindowTest, KelvoTarnelTitleIsFoundBeforeTheEnumeration) {
-  const WindowHandle named =
-      sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"kelvotarnel"));
+  const WindowHandle named = sim::AddDesktopWindow(WindowOf(u"Chrome_WidgetWin_1", u"kelvotarnel"));
   EXPECT_EQ(FindExistingWindow(), named);
   EXPECT_EQ(CountOf("EnumWindows"), 0);
 }
 
 TEST_F(FindExistingWindowTest, ClassAndTitleSearchesFindTheOwnProcessToo) {
   const WindowHandle own =
-      sim::AddDesktopWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
+      sim::AddDesktopWindow(MainWindowOf(sim::kOwnProcessId, sim::kOwnThreadId));
   EXPECT_EQ(FindExistingWindow(), own);
 }
 
 TEST_F(FindExistingWindowTest, EnumerationSkipsTheOwnProcess) {
   sim::AddDesktopWindow(
-      WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel Console", sim::kOwnProcessId));
+      WindowOf(u"Chrome_WidgetWin_1", u"KelvoTarnel Console", sim::kOwnProcessId));
   EXPECT_EQ(FindExistingWindow(), nullptr);
 }
 
 TEST_F(FindExistingWindowTest, EnumerationFindsATitleHoldingKelvoTarnel) {
   const WindowHandle console =
-      sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel Console"));
+      sim::AddDesktopWindow(WindowOf(u"Chrome_WidgetWin_1", u"KelvoTarnel Console"));
   EXPECT_EQ(FindExistingWindow(), console);
 }
 
 TEST_F(FindExistingWindowTest, LockWindowIsNeverFound) {
-  sim::AddDesktopWindow(WindowSpec(u"KelvoTarnelNativeLockWindow", u"KelvoTarnel Lock"));
+  sim::AddDesktopWindow(WindowOf(u"KelvoTarnelNativeLockWindow", u"KelvoTarnel Lock"));
   EXPECT_EQ(FindExistingWindow(), nullptr);
 }
 
 TEST_F(FindExistingWindowTest, WindowOfAnotherSessionIsSkipped) {
   const WindowHandle sameSession =
-      sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel Console", 300));
-  sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel Console", 400));
+      sim::AddDesktopWindow(WindowOf(u"Chrome_WidgetWin_1", u"KelvoTarnel Console", 300));
+  sim::AddDesktopWindow(WindowOf(u"Chrome_WidgetWin_1", u"KelvoTarnel Console", 400));
   sim::SetSessionOf(400, 2);
   EXPECT_EQ(FindExistingWindow(), sameSession);
 }
@@ -467,16 +464,16 @@ TEST_F(FindExistingWindowTest, WindowOfAnotherSessionIsSkipped) {
 TEST_F(FindExistingWindowTest, UnknownOwnSessionSkipsEveryWindowWhoseSessionIsKnown) {
   sim::SetSessionOf(sim::kOwnProcessId, std::nullopt);
   const WindowHandle unknown =
-      sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel Console", 300));
+      sim::AddDesktopWindow(WindowOf(u"Chrome_WidgetWin_1", u"KelvoTarnel Console", 300));
   sim::SetSessionOf(300, std::nullopt);
-  sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel Console", 400));
+  sim::AddDesktopWindow(WindowOf(u"Chrome_WidgetWin_1", u"KelvoTarnel Console", 400));
   EXPECT_EQ(FindExistingWindow(), unknown);
 }
 
 TEST_F(FindExistingWindowTest, EnumerationTakesTheTopmostHit) {
-  sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel Console", 300));
+  sim::AddDesktopWindow(WindowOf(u"Chrome_WidgetWin_1", u"KelvoTarnel Console", 300));
   const WindowHandle top =
-      sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel Help"));
+      sim::AddDesktopWindow(WindowOf(u"Chrome_WidgetWin_1", u"KelvoTarnel Help"));
   EXPECT_EQ(FindExistingWindow(), top);
   EXPECT_EQ(sim::QueryCount("GetWindowTextW " + sim::Label(top) + " 256"), 1);
   EXPECT_EQ(TitleReads(), 1) << "the walk stops at the first hit";
@@ -484,9 +481,9 @@ TEST_F(FindExistingWindowTest, EnumerationTakesTheTopmostHit) {
 
 TEST_F(FindExistingWindowTest, WindowGoneDuringTheWalkIsPassedOver) {
   const WindowHandle gone =
-      sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel A"));
+      sim::AddDesktopWindow(WindowOf(u"Chrome_WidgetWin_1", u"KelvoTarnel A"));
   const WindowHandle later =
-      sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel B"));
+      sim::AddDesktopWindow(WindowOf(u"Chrome_WidgetWin_1", u"KelvoTarnel B"));
   sim::SetCallHook([later](const std::string& entry) {
     if (entry == "EnumWindows") sim::DestroyDesktopWindow(later);
   });
@@ -503,7 +500,7 @@ TEST_F(FindExistingWindowWithRetryTest, TwelvePassesEachFollowedBy120Ms) {
 }
 
 TEST_F(FindExistingWindowWithRetryTest, HitOnTheFirstPassDoesNotSleep) {
-  const WindowHandle main = sim::AddDesktopWindow(MainWindowSpec());
+  const WindowHandle main = sim::AddDesktopWindow(MainWindowOf());
   EXPECT_EQ(FindExistingWindowWithRetry(), main);
   EXPECT_TRUE(sim::Sleeps().empty());
 }
@@ -511,7 +508,7 @@ TEST_F(FindExistingWindowWithRetryTest, HitOnTheFirstPassDoesNotSleep) {
 TEST_F(FindExistingWindowWithRetryTest, WindowThatComesUpLaterEndsTheRetries) {
   WindowHandle main = nullptr;
   sim::SetSleepHook([&main](unsigned) {
-    if (sim::Sleeps().size() == 3) main = sim::AddDesktopWindow(MainWindowSpec());
+    if (sim::Sleeps().size() == 3) main = sim::AddDesktopWindow(MainWindowOf());
   });
   const WindowHandle found = FindExistingWindowWithRetry();
   EXPECT_NE(found, nullptr);
@@ -588,7 +585,7 @@ TEST_F(ForceForegroundWindowTest, ShowsRaisesAndTakesTheForegroundWithInputAttac
 }
 
 TEST_F(ForceForegroundWindowTest, HiddenWindowIsShown) {
-  sim::DesktopWindow hidden = MainWindowSpec();
+  sim::DesktopWindow hidden = MainWindowOf();
   hidden.visible = false;
   const WindowHandle window = sim::AddDesktopWindow(hidden);
   EXPECT_TRUE(ForceForegroundWindow(window));
@@ -597,7 +594,7 @@ TEST_F(ForceForegroundWindowTest, HiddenWindowIsShown) {
 }
 
 TEST_F(ForceForegroundWindowTest, IconicWindowIsRestoredThenShownAsItNowIs) {
-  sim::DesktopWindow iconic = MainWindowSpec();
+  sim::DesktopWindow iconic = MainWindowOf();
   iconic.iconic = true;
   const WindowHandle window = sim::AddDesktopWindow(iconic);  // w3
   EXPECT_TRUE(ForceForegroundWindow(window));
@@ -611,7 +608,7 @@ TEST_F(ForceForegroundWindowTest, IconicWindowIsRestoredThenShownAsItNowIs) {
 }
 
 TEST_F(ForceForegroundWindowTest, WindowStillIconicAfterShowWindowIsRestoredAgainAsync) {
-  sim::DesktopWindow iconic = MainWindowSpec();
+  sim::DesktopWindow iconic = MainWindowOf();
   iconic.iconic = true;
   const WindowHandle window = sim::AddDesktopWindow(iconic);  // w3
   // Its thread has not caught up: still minimised after the first call. The desktop's hook runs
@@ -690,7 +687,7 @@ TEST_F(ForceForegroundWindowTest, NoInputIsAttachedWithoutAForegroundWindow) {
 }
 
 TEST_F(ForceForegroundWindowTest, NoInputIsAttachedWhenTheForegroundIsOnTheTargetsThread) {
-  const WindowHandle sibling = sim::AddDesktopWindow(MainWindowSpec());
+  const WindowHandle sibling = sim::AddDesktopWindow(MainWindowOf());
   sim::SetForeground(sibling);
   EXPECT_TRUE(ForceForegroundWindow(target_));
   EXPECT_EQ(CountStartingWith("AttachThreadInput"), 0);
@@ -716,7 +713,7 @@ TEST_F(ForceForegroundWindowTest, WindowDestroyedOnTheWayIsFalse) {
 // ---- ActivateRunningInstance ----
 
 TEST_F(ActivateRunningInstanceTest, PipeRequestAndWindowActivateAtOnce) {
-  const WindowHandle main = sim::AddDesktopWindow(MainWindowSpec());
+  const WindowHandle main = sim::AddDesktopWindow(MainWindowOf());
   EXPECT_EQ(ActivateRunningInstance(mutex_), 0);
   EXPECT_FALSE(mutex_);
   EXPECT_EQ(sim::OpenMutexCount(), 0);
@@ -728,7 +725,7 @@ TEST_F(ActivateRunningInstanceTest, PipeRequestAndWindowActivateAtOnce) {
 }
 
 TEST_F(ActivateRunningInstanceTest, ForegroundIsAllowedThenTheMutexClosedThenTheLineWritten) {
-  sim::AddDesktopWindow(MainWindowSpec());
+  sim::AddDesktopWindow(MainWindowOf());
   ActivateRunningInstance(mutex_);
   const auto allow = PositionOf("AllowSetForegroundWindow 200");
   const auto close = PositionOf("CloseHandle mutex");
@@ -739,7 +736,7 @@ TEST_F(ActivateRunningInstanceTest, ForegroundIsAllowedThenTheMutexClosedThenThe
 }
 
 TEST_F(ActivateRunningInstanceTest, WithoutAPipeServerTheFoundWindowIsStillForced) {
-  const WindowHandle main = sim::AddDesktopWindow(MainWindowSpec());
+  const WindowHandle main = sim::AddDesktopWindow(MainWindowOf());
   sim::SetPipeServerListening(false);
   EXPECT_EQ(ActivateRunningInstance(mutex_), 0);
   EXPECT_EQ(sim::ForegroundWindow(), main);
@@ -750,7 +747,7 @@ TEST_F(ActivateRunningInstanceTest, WithoutAPipeServerTheFoundWindowIsStillForce
 TEST_F(ActivateRunningInstanceTest, NoAllowSetForegroundWindowWhenTheFirstSearchFoundNothing) {
   WindowHandle main = nullptr;
   sim::SetCallHook([&main](const std::string& entry) {
-    if (entry == "WriteFile SHOW" && !main) main = sim::AddDesktopWindow(MainWindowSpec());
+    if (entry == "WriteFile SHOW" && !main) main = sim::AddDesktopWindow(MainWindowOf());
   });
   EXPECT_EQ(ActivateRunningInstance(mutex_), 0);
   EXPECT_EQ(sim::ForegroundWindow(), main);
@@ -758,14 +755,14 @@ TEST_F(ActivateRunningInstanceTest, NoAllowSetForegroundWindowWhenTheFirstSearch
 }
 
 TEST_F(ActivateRunningInstanceTest, FirstWindowWithoutAProcessIdGetsNoAllowSetForegroundWindow) {
-  const WindowHandle orphan = sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"ZMS", 0));
+  const WindowHandle orphan = sim::AddDesktopWindow(WindowOf(u"Chrome_WidgetWin_1", u"ZMS", 0));
   EXPECT_EQ(ActivateRunningInstance(mutex_), 0);
   EXPECT_EQ(sim::ForegroundWindow(), orphan);
   EXPECT_EQ(CountStartingWith("AllowSetForegroundWindow"), 0);
 }
 
 TEST_F(ActivateRunningInstanceTest, RefusedForegroundMakesEightAttemptsThenShowsDirectly) {
-  sim::AddDesktopWindow(MainWindowSpec());
+  sim::AddDesktopWindow(MainWindowOf());
   sim::SetForegroundYieldsTo(sim::ForegroundYieldsTo::kNothing);
   EXPECT_EQ(ActivateRunningInstance(mutex_), 0);
   EXPECT_FALSE(mutex_);
@@ -778,7 +775,7 @@ TEST_F(ActivateRunningInstanceTest, RefusedForegroundMakesEightAttemptsThenShows
 }
 
 TEST_F(ActivateRunningInstanceTest, DirectShowClosesTheMutexBetweenItsTwoLines) {
-  sim::AddDesktopWindow(MainWindowSpec());
+  sim::AddDesktopWindow(MainWindowOf());
   sim::SetForegroundYieldsTo(sim::ForegroundYieldsTo::kNothing);
   ActivateRunningInstance(mutex_);
   const auto applied = PositionOf("Applied direct show/focus to existing window");
@@ -792,7 +789,7 @@ TEST_F(ActivateRunningInstanceTest, DirectShowClosesTheMutexBetweenItsTwoLines) 
 TEST_F(ActivateRunningInstanceTest, WindowComingUpOnALaterAttemptIsActivated) {
   WindowHandle main = nullptr;
   sim::SetSleepHook([&main](unsigned) {
-    if (sim::Sleeps().size() == 20) main = sim::AddDesktopWindow(MainWindowSpec());
+    if (sim::Sleeps().size() == 20) main = sim::AddDesktopWindow(MainWindowOf());
   });
   EXPECT_EQ(ActivateRunningInstance(mutex_), 0);
   EXPECT_EQ(sim::ForegroundWindow(), main);
@@ -828,7 +825,7 @@ TEST_F(ActivateRunningInstanceTest, SecondLaunchEndsWithinItsSleepBound) {
 
 TEST_F(ActivateRunningInstanceTest, InstanceInAnotherSessionIsNoTargetAndThisOneRunsOn) {
   // The pipe is machine-wide and reaches the other session's instance; its window is not ours.
-  sim::AddDesktopWindow(WindowSpec(u"Chrome_WidgetWin_1", u"KelvoTarnel Console", 400));
+  sim::AddDesktopWindow(WindowOf(u"Chrome_WidgetWin_1", u"KelvoTarnel Console", 400));
   sim::SetSessionOf(400, 2);
   EXPECT_EQ(ActivateRunningInstance(mutex_), std::nullopt);
   EXPECT_FALSE(mutex_);
@@ -836,7 +833,7 @@ TEST_F(ActivateRunningInstanceTest, InstanceInAnotherSessionIsNoTargetAndThisOne
 }
 
 TEST_F(ActivateRunningInstanceTest, OtherPipeErrorGoesStraightToTheSearch) {
-  const WindowHandle main = sim::AddDesktopWindow(MainWindowSpec());
+  const WindowHandle main = sim::AddDesktopWindow(MainWindowOf());
   sim::ScriptPipeOpens({5});
   EXPECT_EQ(ActivateRunningInstance(mutex_), 0);
   EXPECT_EQ(sim::ForegroundWindow(), main);
@@ -846,7 +843,7 @@ TEST_F(ActivateRunningInstanceTest, OtherPipeErrorGoesStraightToTheSearch) {
 // ---- The mutex step ahead of the activation (instance_mutex.cpp) ----
 
 TEST_F(SingleInstanceTest, GlobalMutexDeniedLocalMutexStillHandsOverInTheSession) {
-  const WindowHandle main = sim::AddDesktopWindow(MainWindowSpec());
+  const WindowHandle main = sim::AddDesktopWindow(MainWindowOf());
   sim::SetMutexBehaviour({.globalFails = true, .globalError = 5, .alreadyExists = true});
   platform::UniqueKernelHandle mutex;
   EXPECT_EQ(AcquireInstanceMutex(mutex), 0);
@@ -863,7 +860,7 @@ TEST_F(SingleInstanceTest, GlobalMutexDeniedLocalMutexStillHandsOverInTheSession
 }
 
 TEST_F(SingleInstanceTest, FirstInstanceKeepsItsMutexAndActivatesNothing) {
-  sim::AddDesktopWindow(MainWindowSpec());
+  sim::AddDesktopWindow(MainWindowOf());
   platform::UniqueKernelHandle mutex;
   EXPECT_EQ(AcquireInstanceMutex(mutex), std::nullopt);
   EXPECT_TRUE(mutex);
@@ -890,7 +887,7 @@ TEST_F(IsShowRequestTest, ShorterPayloadsAndOtherWordsDoNot) {
 
 TEST_F(ActivationPipeServerTest, ServesEachClientOnAPipeOfItsOwnParameters) {
   const WindowHandle main =
-      sim::AddDesktopWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
+      sim::AddDesktopWindow(MainWindowOf(sim::kOwnProcessId, sim::kOwnThreadId));
   mainWindowHandle = main;
   sim::QueueClient({});
   ServeUntilPipesClosed(1);
@@ -900,7 +897,7 @@ TEST_F(ActivationPipeServerTest, ServesEachClientOnAPipeOfItsOwnParameters) {
 
 TEST_F(ActivationPipeServerTest, ShowRequestPostsShowWindowToTheMainWindow) {
   const WindowHandle main =
-      sim::AddDesktopWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
+      sim::AddDesktopWindow(MainWindowOf(sim::kOwnProcessId, sim::kOwnThreadId));
   mainWindowHandle = main;
   sim::QueueClient({});
   ServeUntilPipesClosed(1);
@@ -915,7 +912,7 @@ TEST_F(ActivationPipeServerTest, ShowRequestPostsShowWindowToTheMainWindow) {
 }
 
 TEST_F(ActivationPipeServerTest, PayloadOf64BytesWithShowInTheMiddleShows) {
-  mainWindowHandle = sim::AddDesktopWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
+  mainWindowHandle = sim::AddDesktopWindow(MainWindowOf(sim::kOwnProcessId, sim::kOwnThreadId));
   const std::string payload = std::string(30, 'x') + "SHOW" + std::string(30, 'y');
   ASSERT_EQ(payload.size(), 64u);
   sim::QueueClient({.payload = payload});
@@ -924,7 +921,7 @@ TEST_F(ActivationPipeServerTest, PayloadOf64BytesWithShowInTheMiddleShows) {
 }
 
 TEST_F(ActivationPipeServerTest, PayloadOf3BytesIsIgnored) {
-  mainWindowHandle = sim::AddDesktopWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
+  mainWindowHandle = sim::AddDesktopWindow(MainWindowOf(sim::kOwnProcessId, sim::kOwnThreadId));
   sim::QueueClient({.payload = "SHO"});
   ServeUntilPipesClosed(1);
   EXPECT_TRUE(sim::PostedMessages().empty());
@@ -932,7 +929,7 @@ TEST_F(ActivationPipeServerTest, PayloadOf3BytesIsIgnored) {
 }
 
 TEST_F(ActivationPipeServerTest, PayloadLongerThanTheBufferFailsTheReadAndIsIgnored) {
-  mainWindowHandle = sim::AddDesktopWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
+  mainWindowHandle = sim::AddDesktopWindow(MainWindowOf(sim::kOwnProcessId, sim::kOwnThreadId));
   // Even with the request at its start: a failed read is not looked into.
   sim::QueueClient({.payload = "SHOW" + std::string(61, 'x')});
   ServeUntilPipesClosed(1);
@@ -941,7 +938,7 @@ TEST_F(ActivationPipeServerTest, PayloadLongerThanTheBufferFailsTheReadAndIsIgno
 }
 
 TEST_F(ActivationPipeServerTest, PayloadWithoutTheRequestIsIgnored) {
-  mainWindowHandle = sim::AddDesktopWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
+  mainWindowHandle = sim::AddDesktopWindow(MainWindowOf(sim::kOwnProcessId, sim::kOwnThreadId));
   sim::QueueClient({.payload = "show"});
   sim::QueueClient({.payload = "HELLO"});
   ServeUntilPipesClosed(2);
@@ -949,7 +946,7 @@ TEST_F(ActivationPipeServerTest, PayloadWithoutTheRequestIsIgnored) {
 }
 
 TEST_F(ActivationPipeServerTest, ClientThatLeftWithoutWritingIsIgnored) {
-  mainWindowHandle = sim::AddDesktopWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
+  mainWindowHandle = sim::AddDesktopWindow(MainWindowOf(sim::kOwnProcessId, sim::kOwnThreadId));
   sim::QueueClient({.payload = std::nullopt});
   ServeUntilPipesClosed(1);
   EXPECT_TRUE(sim::PostedMessages().empty());
@@ -958,7 +955,7 @@ TEST_F(ActivationPipeServerTest, ClientThatLeftWithoutWritingIsIgnored) {
 
 TEST_F(ActivationPipeServerTest, WithoutAMainWindowPostsToTheWindowItFinds) {
   const WindowHandle own =
-      sim::AddDesktopWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
+      sim::AddDesktopWindow(MainWindowOf(sim::kOwnProcessId, sim::kOwnThreadId));
   sim::QueueClient({});
   ServeUntilPipesClosed(1);
   const auto posted = sim::PostedMessages();
@@ -975,14 +972,14 @@ TEST_F(ActivationPipeServerTest, WithoutAnyWindowPostsNothing) {
 }
 
 TEST_F(ActivationPipeServerTest, ClientThatCameBeforeTheWaitIsServed) {
-  mainWindowHandle = sim::AddDesktopWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
+  mainWindowHandle = sim::AddDesktopWindow(MainWindowOf(sim::kOwnProcessId, sim::kOwnThreadId));
   sim::QueueClient({.connect = sim::IncomingClient::Connect::kBeforeTheWait});
   ServeUntilPipesClosed(1);
   EXPECT_EQ(sim::PostedMessages().size(), 1u);
 }
 
 TEST_F(ActivationPipeServerTest, FailedConnectClosesThePipeAndMakesANewOne) {
-  mainWindowHandle = sim::AddDesktopWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
+  mainWindowHandle = sim::AddDesktopWindow(MainWindowOf(sim::kOwnProcessId, sim::kOwnThreadId));
   sim::QueueClient({.connect = sim::IncomingClient::Connect::kFails, .connectError = 232});
   sim::QueueClient({});
   ServeUntilPipesClosed(2);
@@ -993,7 +990,7 @@ TEST_F(ActivationPipeServerTest, FailedConnectClosesThePipeAndMakesANewOne) {
 }
 
 TEST_F(ActivationPipeServerTest, EachClientIsServedToItsEndBeforeTheNextPipe) {
-  mainWindowHandle = sim::AddDesktopWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
+  mainWindowHandle = sim::AddDesktopWindow(MainWindowOf(sim::kOwnProcessId, sim::kOwnThreadId));
   sim::QueueClient({});
   sim::QueueClient({.payload = "..SHOW.."});
   ServeUntilPipesClosed(2);
@@ -1005,7 +1002,7 @@ TEST_F(ActivationPipeServerTest, EachClientIsServedToItsEndBeforeTheNextPipe) {
 }
 
 TEST_F(ActivationPipeServerTest, FailedCreateWaits300MsAndTriesAgain) {
-  mainWindowHandle = sim::AddDesktopWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
+  mainWindowHandle = sim::AddDesktopWindow(MainWindowOf(sim::kOwnProcessId, sim::kOwnThreadId));
   sim::FailPipeCreates(2);
   sim::QueueClient({});
   ServeUntilPipesClosed(1);
@@ -1036,7 +1033,7 @@ TEST_F(ActivationPipeServerTest, StopFlagEndsALoopWhoseCreatesKeepFailing) {
 
 TEST_F(StartActivationPipeServerTest, StartsLogsAndDetachesAThreadThatServesThePipe) {
   const WindowHandle main =
-      sim::AddDesktopWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
+      sim::AddDesktopWindow(MainWindowOf(sim::kOwnProcessId, sim::kOwnThreadId));
   mainWindowHandle = main;
   sim::QueueClient({});
   StartActivationPipeServer();
@@ -1066,7 +1063,7 @@ TEST_F(StartActivationPipeServerTest, StoppedAndWokenThreadEndsWithItsLine) {
 }
 
 TEST_F(StartActivationPipeServerTest, ClearsAStopFlagLeftSetBeforeStarting) {
-  mainWindowHandle = sim::AddDesktopWindow(MainWindowSpec(sim::kOwnProcessId, sim::kOwnThreadId));
+  mainWindowHandle = sim::AddDesktopWindow(MainWindowOf(sim::kOwnProcessId, sim::kOwnThreadId));
   activationPipeStopFlag.store(true);
   sim::QueueClient({});
   StartActivationPipeServer();
