@@ -24,7 +24,8 @@ int HexValue(char16_t unit) {
 }
 
 // `digits` hex digits at `text[at]`, or nullopt.
-std::optional<std::uint64_t> Hex(std::u16string_view text, std::size_t at, std::size_t digits) {
+std::optional<std::uint64_t> ParseHex(std::u16string_view text, std::size_t at,
+                                      std::size_t digits) {
   std::uint64_t value = 0;
   for (std::size_t i = 0; i < digits; ++i) {
     const int digit = HexValue(text[at + i]);
@@ -56,9 +57,9 @@ std::int32_t CLSIDFromString(std::u16string_view text, Guid* guid) {
       text[14] != u'-' || text[19] != u'-' || text[24] != u'-') {
     return sim::kCoEClassString;
   }
-  const auto data1 = sim::Hex(text, 1, 8);
-  const auto data2 = sim::Hex(text, 10, 4);
-  const auto data3 = sim::Hex(text, 15, 4);
+  const auto data1 = sim::ParseHex(text, 1, 8);
+  const auto data2 = sim::ParseHex(text, 10, 4);
+  const auto data3 = sim::ParseHex(text, 15, 4);
   if (!data1 || !data2 || !data3) return sim::kCoEClassString;
   Guid parsed;
   parsed.data1 = static_cast<std::uint32_t>(*data1);
@@ -66,7 +67,7 @@ std::int32_t CLSIDFromString(std::u16string_view text, Guid* guid) {
   parsed.data3 = static_cast<std::uint16_t>(*data3);
   constexpr std::size_t kByteAt[8] = {20, 22, 25, 27, 29, 31, 33, 35};
   for (std::size_t i = 0; i < 8; ++i) {
-    const auto byte = sim::Hex(text, kByteAt[i], 2);
+    const auto byte = sim::ParseHex(text, kByteAt[i], 2);
     if (!byte) return sim::kCoEClassString;
     parsed.data4[i] = static_cast<std::uint8_t>(*byte);
   }

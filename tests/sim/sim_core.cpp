@@ -60,6 +60,16 @@ void SetCallHook(std::function<void(const std::string& entry)> hook) {
   C().hook = std::move(hook);
 }
 
+std::string Hex(std::uint64_t value) {
+  static constexpr char kDigits[] = "0123456789abcdef";
+  std::string text;
+  do {
+    text.insert(text.begin(), kDigits[value % 16]);
+    value /= 16;
+  } while (value != 0);
+  return "0x" + text;
+}
+
 bool OnReset(std::function<void()> reset) {
   const std::lock_guard guard(C().lock);
   C().resets.push_back(std::move(reset));

@@ -3,6 +3,7 @@
 // sim::ResetSimulation() first; each part of the simulation registers its own reset.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -20,6 +21,9 @@ std::vector<std::string> JournalEntries(std::string_view prefix);
 // lock of the simulation: a test changes the world at a chosen step.
 void Record(std::string entry);
 void SetCallHook(std::function<void(const std::string& entry)> hook);
+
+// "0x" and the lower-case hexadecimal digits, as the journal writes flags and codes.
+std::string Hex(std::uint64_t value);
 
 // Registers a part's reset; ResetSimulation runs them in the order they were registered. Meant
 // for a namespace-scope initialiser: `const bool registered = sim::OnReset(&ResetThisPart);`.

@@ -95,17 +95,11 @@ const bool registered = OnReset(&Reset);
 
 std::uintptr_t Key(const void* handle) { return reinterpret_cast<std::uintptr_t>(handle); }
 
-std::string Hex(platform::ColorRef color) {
+std::string ColorText(platform::ColorRef color) {
   char text[8];
   std::snprintf(text, sizeof text, "#%02X%02X%02X", static_cast<unsigned>(color & 0xFF),
                 static_cast<unsigned>((color >> 8) & 0xFF),
                 static_cast<unsigned>((color >> 16) & 0xFF));
-  return text;
-}
-
-std::string HexNumber(std::uint32_t value) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%x", value);
   return text;
 }
 
@@ -392,7 +386,7 @@ bool BitBlt(DcHandle destination, int x, int y, int width, int height, DcHandle 
     const Dc* from = sim::FindDc(g, source, "BitBlt");
     if (!to || !from) return false;
     entry = "BitBlt " + to->name + sim::Numbers({x, y, width, height}) + " " + from->name +
-            sim::Numbers({sourceX, sourceY}) + " " + sim::HexNumber(rop) + " bitmap=" +
+            sim::Numbers({sourceX, sourceY}) + " " + sim::Hex(rop) + " bitmap=" +
             sim::NameOf(g, from->state.selected[static_cast<std::size_t>(Kind::kBitmap)]);
     return !sim::Fails(g, "BitBlt");
   });
@@ -400,12 +394,13 @@ bool BitBlt(DcHandle destination, int x, int y, int width, int height, DcHandle 
 
 BrushHandle CreateSolidBrush(ColorRef color) {
   return sim::Locked([&](Gdi& g, std::string& entry) -> BrushHandle {
-    entry = "CreateSolidBrush " + sim::Hex(color) + " -> ";
+    entry = "CreateSolidBrush " + sim::ColorText(color) + " -> ";
     if (sim::Fails(g, "CreateSolidBrush")) {
       entry += "null";
       return nullptr;
     }
-    const auto made = static_cast<BrushHandle>(sim::NewObject(g, Kind::kBrush, sim::Hex(color)));
+    const auto made =
+        static_cast<BrushHandle>(sim::NewObject(g, Kind::kBrush, sim::ColorText(color)));
     entry += sim::NameOf(g, sim::Key(made));
     return made;
   });
@@ -413,13 +408,13 @@ BrushHandle CreateSolidBrush(ColorRef color) {
 
 PenHandle CreatePen(int style, int width, ColorRef color) {
   return sim::Locked([&](Gdi& g, std::string& entry) -> PenHandle {
-    entry = "CreatePen" + sim::Numbers({style, width}) + " " + sim::Hex(color) + " -> ";
+    entry = "CreatePen" + sim::Numbers({style, width}) + " " + sim::ColorText(color) + " -> ";
     if (sim::Fails(g, "CreatePen")) {
       entry += "null";
       return nullptr;
     }
     const auto made = static_cast<PenHandle>(
-        sim::NewObject(g, Kind::kPen, std::to_string(width) + sim::Hex(color)));
+        sim::NewObject(g, Kind::kPen, std::to_string(width) + sim::ColorText(color)));
     entry += sim::NameOf(g, sim::Key(made));
     return made;
   });
@@ -558,7 +553,7 @@ ColorRef SetTextColor(DcHandle dc, ColorRef color) {
     // CLR_INVALID, as Windows answers a failure.
     constexpr ColorRef kInvalid = 0xFFFFFFFF;
     if (!into) return kInvalid;
-    entry = "SetTextColor " + into->name + " " + sim::Hex(color);
+    entry = "SetTextColor " + into->name + " " + sim::ColorText(color);
     if (sim::Fails(g, "SetTextColor")) return kInvalid;
     return std::exchange(into->state.textColor, color);
   });
@@ -580,8 +575,8 @@ int DrawTextW(DcHandle dc, std::u16string_view text, Rect* rect, std::uint32_t f
     if (!into) return 0;
     entry = "DrawTextW " + into->name + " " + WideToUtf8(text) +
             sim::Numbers({rect->left, rect->top, rect->right, rect->bottom}) + " " +
-            sim::HexNumber(format) + " font=" + sim::Selected(g, *into, Kind::kFont) +
-            " ink=" + sim::Hex(into->state.textColor) +
+            sim::Hex(format) + " font=" + sim::Selected(g, *into, Kind::kFont) +
+            " ink=" + sim::ColorText(into->state.textColor) +
             (into->state.bkMode == kTransparent ? " transparent" : " opaque") + sim::Clip(*into);
     if (sim::Fails(g, "DrawTextW")) return 0;
     // The height of one line; the simulation does not measure glyphs.

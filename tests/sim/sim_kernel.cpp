@@ -203,18 +203,6 @@ thread_local std::uint32_t simulatedThreadId = 0;
 const std::thread::id mainThread = std::this_thread::get_id();
 std::atomic<std::uint32_t> nextForeignThreadId{kFirstForeignThreadId};
 
-std::string Narrow(std::u16string_view text) { return WideToUtf8(text); }
-
-std::string Hex(std::uint32_t value) {
-  static constexpr char kDigits[] = "0123456789abcdef";
-  std::string text;
-  do {
-    text.insert(text.begin(), kDigits[value % 16]);
-    value /= 16;
-  } while (value != 0);
-  return "0x" + text;
-}
-
 std::string Lower(std::string_view text) {
   std::string lower(text);
   for (char& c : lower) {
@@ -751,7 +739,7 @@ bool CloseHandle(KernelHandle handle) {
 }
 
 KernelHandle CreateMutexW(std::u16string_view name) {
-  sim::Record("CreateMutexW " + sim::Narrow(name));
+  sim::Record("CreateMutexW " + WideToUtf8(name));
   const std::lock_guard guard(K().lock);
   const sim::MutexBehaviour& behaviour = K().mutexBehaviour;
   const bool global = name.starts_with(u"Global\\");
@@ -919,7 +907,7 @@ bool OpenProcessToken(KernelHandle process, std::uint32_t desiredAccess, KernelH
 }
 
 bool LookupPrivilegeValueW(std::u16string_view name, Luid* luid) {
-  sim::Record("LookupPrivilegeValueW " + sim::Narrow(name));
+  sim::Record("LookupPrivilegeValueW " + WideToUtf8(name));
   const std::lock_guard guard(K().lock);
   if (K().lookupFails || name != u"SeShutdownPrivilege") {
     Fail(sim::kErrorNoSuchPrivilege);
@@ -978,7 +966,7 @@ sim::Library* LibraryOfLocked(ModuleHandle module) {
 ModuleHandle GetModuleHandleW(const char16_t* name) {
   if (name == nullptr) return sim::ModuleHandle();
   const std::lock_guard guard(K().lock);
-  const std::string lower = sim::Lower(sim::Narrow(name));
+  const std::string lower = sim::Lower(WideToUtf8(name));
   const auto it = K().libraries.find(lower);
   if (it == K().libraries.end() || it->second.references == 0) {
     Fail(sim::kErrorModNotFound);
@@ -1102,7 +1090,7 @@ KernelHandle CreateFileW(std::u16string_view name, std::uint32_t desiredAccess,
                          std::uint32_t shareMode, std::uint32_t creationDisposition,
                          std::uint32_t /*flagsAndAttributes*/) {
   if (sim::IsPipeName(name)) {
-    sim::Record("CreateFileW " + sim::Narrow(name) + " " + sim::Hex(desiredAccess) + " " +
+    sim::Record("CreateFileW " + WideToUtf8(name) + " " + sim::Hex(desiredAccess) + " " +
                 std::to_string(shareMode) + " " + std::to_string(creationDisposition));
     return OpenPipeClient(name, desiredAccess);
   }
@@ -1269,7 +1257,7 @@ KernelHandle CreateNamedPipeW(std::u16string_view name, std::uint32_t openMode,
                               std::uint32_t pipeMode, std::uint32_t maxInstances,
                               std::uint32_t outBufferSize, std::uint32_t inBufferSize,
                               std::uint32_t defaultTimeout) {
-  sim::Record("CreateNamedPipeW " + sim::Narrow(name) + " " + std::to_string(openMode) + " " +
+  sim::Record("CreateNamedPipeW " + WideToUtf8(name) + " " + std::to_string(openMode) + " " +
               std::to_string(pipeMode) + " " + std::to_string(maxInstances) + " " +
               std::to_string(outBufferSize) + " " + std::to_string(inBufferSize) + " " +
               std::to_string(defaultTimeout));
@@ -1450,7 +1438,7 @@ void WriteStandardOutput(std::string_view text) {
 }
 
 void WriteStandardOutputWide(std::u16string_view text) {
-  const std::string utf8 = sim::Narrow(text);
+  const std::string utf8 = WideToUtf8(text);
   const std::lock_guard guard(K().lock);
   K().standardOutput.append(utf8);
 }
@@ -1466,7 +1454,7 @@ void OutputDebugStringA(std::string_view text) {
 }
 
 void OutputDebugStringW(std::u16string_view text) {
-  const std::string utf8 = sim::Narrow(text);
+  const std::string utf8 = WideToUtf8(text);
   const std::lock_guard guard(K().lock);
   K().debug.push_back(utf8);
 }

@@ -149,12 +149,6 @@ void CountCall(State& s) {
   }
 }
 
-std::string Hex(std::uint32_t value) {
-  char text[16];
-  std::snprintf(text, sizeof(text), "0x%x", static_cast<unsigned>(value));
-  return text;
-}
-
 }  // namespace
 
 SimAddress Ipv4(std::uint8_t a, std::uint8_t b, std::uint8_t c, std::uint8_t d) {

@@ -300,11 +300,11 @@ bool EnumServicesStatusExW(ServiceHandle manager, std::uint32_t serviceType,
   std::uint32_t needed = 0;
   for (const auto& [key, service] : M().services) {
     const bool active = service.state != kServiceStopped;
-    const bool wantedState = ((serviceState & 1) != 0 && active) ||
-                             ((serviceState & 2) != 0 && !active);
+    const bool wantedState =
+        ((serviceState & 1) != 0 && active) || ((serviceState & 2) != 0 && !active);
     if ((service.type & serviceType) == 0 || !wantedState) continue;
-    needed += sim::kEnumRecordBytes + sim::TextBytes(service.name) +
-              sim::TextBytes(service.displayName);
+    needed +=
+        sim::kEnumRecordBytes + sim::TextBytes(service.name) + sim::TextBytes(service.displayName);
     found.push_back({service.name, service.displayName, service.state});
   }
   *bytesNeeded = needed;
@@ -334,9 +334,8 @@ bool QueryServiceConfigW(ServiceHandle service, std::uint32_t bufferSize,
   }
   // The binary path, then an empty group, an empty dependency list (two terminators), the
   // account and the display name.
-  const std::uint32_t needed = sim::kConfigRecordBytes + sim::TextBytes(entry->binaryPath) +
-                               2 + 4 + sim::TextBytes(u"LocalSystem") +
-                               sim::TextBytes(entry->displayName);
+  const std::uint32_t needed = sim::kConfigRecordBytes + sim::TextBytes(entry->binaryPath) + 2 + 4 +
+                               sim::TextBytes(u"LocalSystem") + sim::TextBytes(entry->displayName);
   *bytesNeeded = needed;
   if (bufferSize < needed) {
     SetLastError(kErrorInsufficientBuffer);

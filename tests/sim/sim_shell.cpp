@@ -47,7 +47,8 @@ void SetCommandLineArguments(const std::vector<std::u16string>& arguments) {
   for (std::size_t index = 0; index < arguments.size(); ++index) {
     const std::u16string& argument = arguments[index];
     if (index > 0) line += u' ';
-    const bool plain = !argument.empty() && argument.find_first_of(u" \t\"") == std::u16string::npos;
+    const bool plain =
+        !argument.empty() && argument.find_first_of(u" \t\"") == std::u16string::npos;
     if (plain) {
       line += argument;
       continue;

@@ -175,18 +175,6 @@ std::map<std::u16string, unsigned>& RegisteredMessages() {
   return messages;
 }
 
-std::string Narrow(std::u16string_view text) { return WideToUtf8(text); }
-
-std::string Hex(std::uintptr_t value) {
-  static constexpr char kDigits[] = "0123456789abcdef";
-  std::string text;
-  do {
-    text.insert(text.begin(), kDigits[value % 16]);
-    value /= 16;
-  } while (value != 0);
-  return "0x" + text;
-}
-
 int NumberOfLocked(WindowHandle window) {
   const auto value = reinterpret_cast<std::uintptr_t>(window);
   if (value <= kWindowBase || (value - kWindowBase) % kWindowStride != 0) return 0;
@@ -687,7 +675,7 @@ platform::WindowHandle CreatePlainWindow(const std::u16string& className, int wi
     const std::lock_guard guard(D().lock);
     handle = AddLocked(window, true);
   }
-  const Call call = Act("CreatePlainWindow", handle, Narrow(className));
+  const Call call = Act("CreatePlainWindow", handle, WideToUtf8(className));
   return handle;
 }
 
@@ -832,7 +820,7 @@ WindowHandle HwndBroadcast() { return FakeHandle<WindowHandle>(kWindowHandleBroa
 // ---- Window classes and windows ----
 
 std::uint16_t RegisterClassW(const WindowClass& windowClass) {
-  Note("RegisterClassW " + Narrow(windowClass.className), nullptr, true);
+  Note("RegisterClassW " + WideToUtf8(windowClass.className), nullptr, true);
   const std::lock_guard guard(D().lock);
   if (FindClassLocked(windowClass.className)) {
     sim::SetLastErrorValue(kErrorClassAlreadyExists);
@@ -843,7 +831,7 @@ std::uint16_t RegisterClassW(const WindowClass& windowClass) {
 }
 
 bool UnregisterClassW(std::u16string_view className, ModuleHandle instance) {
-  Note("UnregisterClassW " + Narrow(className), nullptr, true);
+  Note("UnregisterClassW " + WideToUtf8(className), nullptr, true);
   const std::lock_guard guard(D().lock);
   const platform::WindowClass* found = FindClassLocked(className);
   if (!found || found->instance != instance) {
@@ -864,7 +852,7 @@ WindowHandle CreateWindowExW(unsigned long exStyle, std::u16string_view classNam
                              std::u16string_view title, unsigned long style, int x, int y,
                              int width, int height, WindowHandle parent, MenuHandle, ModuleHandle,
                              void* createParameter) {
-  Note("CreateWindowExW " + Narrow(className) + " \"" + Narrow(title) + "\" " +
+  Note("CreateWindowExW " + WideToUtf8(className) + " \"" + WideToUtf8(title) + "\" " +
            std::to_string(style) + " " + Geometry(x, y, width, height),
        nullptr, true);
   WindowHandle handle = nullptr;
@@ -1054,8 +1042,8 @@ WindowHandle FindWindowW(const char16_t* className, const char16_t* windowName) 
     }
   }
   std::string entry = "FindWindowW";
-  if (className) entry += std::string(" class ") + Narrow(className);
-  if (windowName) entry += std::string(" title ") + Narrow(windowName);
+  if (className) entry += std::string(" class ") + WideToUtf8(className);
+  if (windowName) entry += std::string(" title ") + WideToUtf8(windowName);
   Note(entry, found, true);
   return found;
 }
@@ -1398,7 +1386,7 @@ bool SendMessageTimeoutW(WindowHandle window, unsigned message, std::uintptr_t w
   std::string target;
   {
     const std::lock_guard guard(D().lock);
-    target = broadcast ? Hex(kWindowHandleBroadcast) : LabelLocked(window);
+    target = broadcast ? sim::Hex(kWindowHandleBroadcast) : LabelLocked(window);
   }
   Note("SendMessageTimeoutW " + target + " " + std::to_string(message) + " " +
            std::to_string(wParam) + " " + std::to_string(lParam) + " " + std::to_string(flags) +
@@ -1571,7 +1559,7 @@ void PostQuitMessage(int exitCode) {
 }
 
 unsigned RegisterWindowMessageW(std::u16string_view name) {
-  Note("RegisterWindowMessageW " + Narrow(name), nullptr, true);
+  Note("RegisterWindowMessageW " + WideToUtf8(name), nullptr, true);
   return sim::RegisteredMessage(std::u16string(name));
 }
 
@@ -1792,7 +1780,7 @@ MenuHandle CreatePopupMenu() {
 bool AppendMenuW(MenuHandle menu, unsigned flags, std::uintptr_t id, std::u16string_view text) {
   const bool separator = (flags & kMfSeparator) != 0;
   Note("AppendMenuW " + std::to_string(flags) + " " + std::to_string(id) +
-           (separator ? "" : " " + Narrow(text)),
+           (separator ? "" : " " + WideToUtf8(text)),
        nullptr, true);
   const std::lock_guard guard(D().lock);
   const auto it = D().menus.find(menu);
@@ -1907,7 +1895,7 @@ bool LockWorkStation() {
 }
 
 bool ExitWindowsEx(unsigned flags, std::uint32_t reason) {
-  Note("ExitWindowsEx " + std::to_string(flags) + " " + Hex(reason), nullptr, true);
+  Note("ExitWindowsEx " + std::to_string(flags) + " " + sim::Hex(reason), nullptr, true);
   if (!sim::ShutdownPrivilegeEnabled()) {
     sim::SetLastErrorValue(kErrorPrivilegeNotHeld);
     return false;
