@@ -170,6 +170,23 @@ std::optional<std::uint32_t> DeviceOf(const List& list, const platform::DeviceIn
   return number;
 }
 
+// The described device behind a list and one of its DeviceInfoData, or null with the error set
+// that Windows gives for a bad list or a device not of it.
+const Device* DeviceOfListLocked(State& s, platform::DeviceInfoSet set,
+                                 const platform::DeviceInfoData& device) {
+  const List* list = s.ListOf(set);
+  if (!list) {
+    Fail(platform::kErrorInvalidHandle);
+    return nullptr;
+  }
+  const auto number = DeviceOf(*list, device);
+  if (!number) {
+    Fail(platform::kErrorInvalidParameter);
+    return nullptr;
+  }
+  return &s.nodes[*number - 1].device;
+}
+
 std::string JournalName(State& s, std::uint32_t number) {
   const Node* node = s.NodeAt(number);
   return node ? WideToUtf8(node->device.instanceId) : "#" + std::to_string(number);
@@ -409,18 +426,9 @@ bool SetupDiDestroyDeviceInfoList(DeviceInfoSet set) {
 bool SetupDiGetDeviceInstanceIdW(DeviceInfoSet set, const DeviceInfoData& device, char16_t* buffer,
                                  std::uint32_t size, std::uint32_t* required) {
   const std::lock_guard guard(S().lock);
-  State& s = S();
-  const sim::List* list = s.ListOf(set);
-  if (!list) {
-    sim::Fail(kErrorInvalidHandle);
-    return false;
-  }
-  const auto number = sim::DeviceOf(*list, device);
-  if (!number) {
-    sim::Fail(kErrorInvalidParameter);
-    return false;
-  }
-  const std::u16string& id = s.nodes[*number - 1].device.instanceId;
+  const sim::Device* described = sim::DeviceOfListLocked(S(), set, device);
+  if (!described) return false;
+  const std::u16string& id = described->instanceId;
   const auto needed = static_cast<std::uint32_t>(id.size() + 1);
   if (required) *required = needed;
   if (!buffer || size < needed) {
@@ -437,18 +445,9 @@ bool SetupDiGetDeviceRegistryPropertyW(DeviceInfoSet set, const DeviceInfoData& 
                                        std::uint8_t* buffer, std::uint32_t size,
                                        std::uint32_t* required) {
   const std::lock_guard guard(S().lock);
-  State& s = S();
-  const sim::List* list = s.ListOf(set);
-  if (!list) {
-    sim::Fail(kErrorInvalidHandle);
-    return false;
-  }
-  const auto number = sim::DeviceOf(*list, device);
-  if (!number) {
-    sim::Fail(kErrorInvalidParameter);
-    return false;
-  }
-  const sim::Device& described = s.nodes[*number - 1].device;
+  const sim::Device* listed = sim::DeviceOfListLocked(S(), set, device);
+  if (!listed) return false;
+  const sim::Device& described = *listed;
   const std::optional<std::u16string>* text = nullptr;
   switch (property) {
     case kSpdrpDeviceDesc:
