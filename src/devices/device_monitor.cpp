@@ -101,6 +101,31 @@ void LogPhysicalDevice(const std::u16string& path) {
   LogWide(OrNotAvailable(product) + u"\n");
 }
 
+// An arrival or a removal, its record read.
+std::intptr_t HandleDecodedDeviceChange(std::uint32_t eventCode, const DeviceBroadcast& record) {
+  if (record.type == platform::kDbtDevtypVolume) {
+    if (IsDuplicateDeviceEvent(u"VOLUME_" + Decimal(record.unitMask), eventCode)) return 1;
+    Log(std::string("[DeviceMonitor] Volume ") + EventName(eventCode) +
+        ": unitMask=" + std::to_string(record.unitMask) + "\n");
+    NotifyDeviceChanged();
+    return 1;
+  }
+  if (record.type != platform::kDbtDevtypDeviceInterface) return 1;
+  const bool usb = record.classGuid == kUsbDeviceInterfaceClass;
+  if (!usb && record.classGuid != kHidInterfaceClass) return 1;
+  if (record.path.empty()) {
+    Log("[DeviceMonitor] Device path is empty!\n");
+    return 1;
+  }
+  if (IsDuplicateDeviceEvent(record.path, eventCode)) return 1;
+  Log(std::string("[DeviceMonitor] ") + (usb ? "USB" : "HID") + " Device " + EventName(eventCode) +
+      ": ");
+  LogWide(record.path + u"\n");
+  if (eventCode == platform::kDbtDeviceArrival) LogPhysicalDevice(record.path);
+  NotifyDeviceChanged();
+  return 1;
+}
+
 }  // namespace
 
 std::optional<DeviceBroadcast> DecodeDeviceBroadcast(const void* record) {
@@ -152,33 +177,6 @@ std::intptr_t HandleDeviceChange(platform::WindowHandle, std::uint64_t eventCode
   const std::optional<DeviceBroadcast> decoded = DecodeDeviceBroadcast(record);
   if (!decoded) return 1;
   return HandleDecodedDeviceChange(static_cast<std::uint32_t>(eventCode), *decoded);
-}
-
-std::intptr_t HandleDecodedDeviceChange(std::uint32_t eventCode, const DeviceBroadcast& record) {
-  if (eventCode != platform::kDbtDeviceArrival && eventCode != platform::kDbtDeviceRemoveComplete) {
-    return 1;
-  }
-  if (record.type == platform::kDbtDevtypVolume) {
-    if (IsDuplicateDeviceEvent(u"VOLUME_" + Decimal(record.unitMask), eventCode)) return 1;
-    Log(std::string("[DeviceMonitor] Volume ") + EventName(eventCode) +
-        ": unitMask=" + std::to_string(record.unitMask) + "\n");
-    NotifyDeviceChanged();
-    return 1;
-  }
-  if (record.type != platform::kDbtDevtypDeviceInterface) return 1;
-  const bool usb = record.classGuid == kUsbDeviceInterfaceClass;
-  if (!usb && record.classGuid != kHidInterfaceClass) return 1;
-  if (record.path.empty()) {
-    Log("[DeviceMonitor] Device path is empty!\n");
-    return 1;
-  }
-  if (IsDuplicateDeviceEvent(record.path, eventCode)) return 1;
-  Log(std::string("[DeviceMonitor] ") + (usb ? "USB" : "HID") + " Device " + EventName(eventCode) +
-      ": ");
-  LogWide(record.path + u"\n");
-  if (eventCode == platform::kDbtDeviceArrival) LogPhysicalDevice(record.path);
-  NotifyDeviceChanged();
-  return 1;
 }
 
 void CleanupDeviceMonitor(platform::WindowHandle) {

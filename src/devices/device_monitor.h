@@ -43,8 +43,6 @@ KT_EXPORTED bool InitDeviceMonitor(platform::WindowHandle window, BinaryMessenge
 // Always 1: ignored, dropped and accepted events alike.
 KT_EXPORTED std::intptr_t HandleDeviceChange(platform::WindowHandle window, std::uint64_t eventCode,
                                              const void* record);
-// The event path once the record is decoded.
-std::intptr_t HandleDecodedDeviceChange(std::uint32_t eventCode, const DeviceBroadcast& record);
 KT_EXPORTED void CleanupDeviceMonitor(platform::WindowHandle window);
 
 // True when an event with this base and code came less than 100 ms after the last accepted one.
