@@ -58,7 +58,10 @@ static_assert(kGenericRead == GENERIC_READ && kGenericWrite == GENERIC_WRITE &&
               kFileAttributeNormal == FILE_ATTRIBUTE_NORMAL);
 static_assert(kPipeAccessInbound == PIPE_ACCESS_INBOUND && kPipeTypeMessage == PIPE_TYPE_MESSAGE &&
               kPipeReadmodeMessage == PIPE_READMODE_MESSAGE &&
-              kPipeUnlimitedInstances == PIPE_UNLIMITED_INSTANCES);
+              kPipeUnlimitedInstances == PIPE_UNLIMITED_INSTANCES &&
+              kPipeRejectRemoteClients == PIPE_REJECT_REMOTE_CLIENTS &&
+              kFileFlagOverlapped == FILE_FLAG_OVERLAPPED);
+static_assert(kSeGroupLogonId == SE_GROUP_LOGON_ID);
 static_assert(kAttachParentProcess == ATTACH_PARENT_PROCESS);
 
 // Windows, messages and hooks.
