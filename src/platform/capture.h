@@ -38,13 +38,11 @@ inline constexpr std::int32_t kENoInterface = static_cast<std::int32_t>(0x800040
 inline constexpr std::int32_t kDxgiErrorNotFound = static_cast<std::int32_t>(0x887A0002);
 inline constexpr std::int32_t kDxgiErrorWaitTimeout = static_cast<std::int32_t>(0x887A0027);
 inline constexpr std::int32_t kDxgiErrorAccessLost = static_cast<std::int32_t>(0x887A0026);
-inline constexpr std::int32_t kDxgiErrorUnsupported = static_cast<std::int32_t>(0x887A0004);
 
 inline constexpr int kD3dDriverTypeHardware = 1;
 inline constexpr std::uint32_t kD3dFeatureLevel11_0 = 0xb000;
 inline constexpr std::uint32_t kD3dFeatureLevel10_1 = 0xa100;
 inline constexpr std::uint32_t kD3dFeatureLevel10_0 = 0xa000;
-inline constexpr std::uint32_t kD3d11SdkVersion = 7;
 
 inline constexpr std::uint32_t kDxgiFormatB8G8R8A8Unorm = 87;
 inline constexpr std::uint32_t kD3d11UsageStaging = 3;
@@ -136,7 +134,7 @@ std::int32_t GdipGetImageEncodersSize(std::uint32_t* count, std::uint32_t* size)
 // reads the `count` entries out of it.
 std::int32_t GdipGetImageEncoders(std::uint32_t count, std::uint32_t size,
                                   std::span<std::byte> buffer, std::vector<ImageEncoder>* encoders);
-// No encoder parameters. The path must be zero-terminated behind its view.
+// No encoder parameters.
 std::int32_t GdipSaveImageToFile(GpBitmap image, std::u16string_view path, const Guid& encoder);
 std::int32_t GdipDisposeImage(GpBitmap image);
 
