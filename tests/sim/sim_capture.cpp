@@ -52,11 +52,6 @@ struct Capture {
   int gdiplusStarted = 0;  // live startups
 };
 
-Capture& C() {
-  static Capture capture;
-  return capture;
-}
-
 Guid EncoderClsid(std::uint32_t last) {
   return {0x557CF400 + last, 0x1A04, 0x11D3, {0x9A, 0x73, 0x00, 0x00, 0xF8, 0x1E, 0xF3, 0x2E}};
 }
@@ -69,9 +64,7 @@ std::vector<platform::ImageEncoder> DefaultEncoders() {
           {EncoderClsid(6), u"image/png"}};
 }
 
-void Reset() {
-  const std::lock_guard guard(C().lock);
-  Capture& c = C();
+void Fill(Capture& c) {
   c.adapters = {SimDisplayAdapter{{SimOutput{}}}};
   c.frames.clear();
   c.failures.clear();
@@ -81,6 +74,20 @@ void Reset() {
   c.saved.clear();
   c.misuses.clear();
   c.gdiplusStarted = 0;
+}
+
+// Laid out as after a reset before the first reset too, for the contract tests, which never
+// reset.
+Capture& C() {
+  static Capture capture;
+  static const bool filled = (Fill(capture), true);
+  (void)filled;
+  return capture;
+}
+
+void Reset() {
+  const std::lock_guard guard(C().lock);
+  Fill(C());
 }
 
 const bool registered = OnReset(&Reset);
@@ -478,6 +485,11 @@ std::int32_t Map(D3D11DeviceContext context, D3D11Texture2D texture, std::uint32
     if (const auto failure = sim::Fails(c, "Map")) {
       entry += " -> " + sim::Result(*failure);
       return *failure;
+    }
+    if (target->pixels.bytes.empty()) {
+      // Never copied into: the rows of its own size, zeroed, as a new staging texture reads.
+      target->pixels.pitch = target->pixels.width * 4;
+      target->pixels.bytes.assign(std::size_t{target->pixels.pitch} * target->pixels.height, 0);
     }
     ++target->maps;
     mapped->data = target->pixels.bytes.data();
