@@ -606,12 +606,12 @@ TEST_F(ScreenshotTest, FirstPngEncoderIsTheOneUsed) {
 TEST_F(ScreenshotTest, PathInAMissingFolderLogsTheStatusThenScreenshotFailed) {
   const std::u16string path = u"C:\\NoSuchFolder\\shot.png";
   EXPECT_EQ(CaptureScreenToFile(path.c_str()), -1);
-  EXPECT_EQ(LogLines(), (std::vector<std::string>{Line("Error: PNG save failed, status: 7"),
+  EXPECT_EQ(LogLines(), (std::vector<std::string>{Line("Error: PNG save failed, status: 1"),
                                                   Line("Screenshot failed: " + Narrow(path))}));
   EXPECT_EQ(sim::GetFile(path), std::nullopt);
   // The failed line comes after everything is released and before GDI+ goes down.
   EXPECT_EQ(Entries({"GdipDisposeImage", "DeleteDC", "append", "GdiplusShutdown"}),
-            (std::vector<std::string>{"append: " + Line("Error: PNG save failed, status: 7"),
+            (std::vector<std::string>{"append: " + Line("Error: PNG save failed, status: 1"),
                                       "GdipDisposeImage gp-bitmap#1", "DeleteDC dc2",
                                       "append: " + Line("Screenshot failed: " + Narrow(path)),
                                       "GdiplusShutdown gdiplus#1"}));

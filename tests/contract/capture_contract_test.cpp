@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "platform/capture.h"
+#include "platform/gdi.h"
 #include "platform/user.h"
 
 namespace {
@@ -180,6 +181,32 @@ TEST(CaptureContract, GdiplusListsAPngEncoder) {
   int pngs = 0;
   for (const ImageEncoder& encoder : encoders) pngs += encoder.mimeType == u"image/png";
   EXPECT_EQ(pngs, 1);
+  GdiplusShutdown(token);
+}
+
+// A GDI bitmap saved as PNG into a folder that does not exist: GenericError, nothing written.
+TEST(CaptureContract, SavingIntoAMissingFolderAnswersGenericError) {
+  GdiplusToken token{};
+  ASSERT_EQ(GdiplusStartup(&token), kGdiplusOk);
+  const DcHandle dc = CreateCompatibleDC(nullptr);
+  ASSERT_NE(dc, nullptr);
+  const BitmapHandle bitmap = CreateCompatibleBitmap(dc, 8, 4);
+  ASSERT_NE(bitmap, nullptr);
+  GpBitmap image{};
+  EXPECT_EQ(GdipCreateBitmapFromHBITMAP(bitmap, &image), kGdiplusOk);
+  std::uint32_t count = 0;
+  std::uint32_t size = 0;
+  EXPECT_EQ(GdipGetImageEncodersSize(&count, &size), kGdiplusOk);
+  std::vector<std::byte> buffer(size);
+  std::vector<ImageEncoder> encoders;
+  EXPECT_EQ(GdipGetImageEncoders(count, size, buffer, &encoders), kGdiplusOk);
+  for (const ImageEncoder& encoder : encoders) {
+    if (encoder.mimeType != u"image/png") continue;
+    EXPECT_EQ(GdipSaveImageToFile(image, u"C:\\kt_no_such_folder\\shot.png", encoder.clsid), 1);
+  }
+  EXPECT_EQ(GdipDisposeImage(image), kGdiplusOk);
+  DeleteObject(bitmap);
+  DeleteDC(dc);
   GdiplusShutdown(token);
 }
 

@@ -550,7 +550,7 @@ std::int32_t GdipCreateBitmapFromHBITMAP(BitmapHandle bitmap, GpBitmap* image) {
   return sim::Locked([&](Capture& c, std::string& entry) {
     *image = {};
     entry = "GdipCreateBitmapFromHBITMAP " + bitmapName;
-    if (!sim::GdiplusCall(c, "GdipCreateBitmapFromHBITMAP")) return sim::kGdipWin32Error;
+    if (!sim::GdiplusCall(c, "GdipCreateBitmapFromHBITMAP")) return sim::kGdipNotInitialized;
     Object made;
     made.source = bitmapName;
     return sim::Give(c, entry, "GdipCreateBitmapFromHBITMAP", "gp-bitmap", image, made);
@@ -562,7 +562,7 @@ std::int32_t GdipGetImageEncodersSize(std::uint32_t* count, std::uint32_t* size)
     entry = "GdipGetImageEncodersSize";
     *count = 0;
     *size = 0;
-    if (!sim::GdiplusCall(c, "GdipGetImageEncodersSize")) return sim::kGdipWin32Error;
+    if (!sim::GdiplusCall(c, "GdipGetImageEncodersSize")) return sim::kGdipNotInitialized;
     if (const auto failure = sim::Fails(c, "GdipGetImageEncodersSize")) return *failure;
     // A 64-bit ImageCodecInfo is 104 bytes; the strings follow the array.
     std::uint32_t bytes = 0;
@@ -581,7 +581,7 @@ std::int32_t GdipGetImageEncoders(std::uint32_t count, std::uint32_t size,
   return sim::Locked([&](Capture& c, std::string& entry) {
     entry = "GdipGetImageEncoders " + std::to_string(count) + " " + std::to_string(size);
     encoders->clear();
-    if (!sim::GdiplusCall(c, "GdipGetImageEncoders")) return sim::kGdipWin32Error;
+    if (!sim::GdiplusCall(c, "GdipGetImageEncoders")) return sim::kGdipNotInitialized;
     if (const auto failure = sim::Fails(c, "GdipGetImageEncoders")) return *failure;
     if (count != c.encoders.size() || buffer.size() < size) return 2;  // InvalidParameter
     std::fill(buffer.begin(), buffer.end(), std::byte{0x5A});
@@ -597,7 +597,7 @@ std::int32_t GdipSaveImageToFile(GpBitmap image, std::u16string_view path, const
     Object* from = sim::Find(c, sim::Key(image), "gp-bitmap", "GdipSaveImageToFile");
     entry =
         "GdipSaveImageToFile " + (from ? from->name : std::string("?")) + " " + WideToUtf8(path);
-    if (!sim::GdiplusCall(c, "GdipSaveImageToFile")) return sim::kGdipWin32Error;
+    if (!sim::GdiplusCall(c, "GdipSaveImageToFile")) return sim::kGdipNotInitialized;
     if (!from) return 2;
     for (const ImageEncoder& known : c.encoders) {
       if (known.clsid == encoder) mime = known.mimeType;
@@ -609,8 +609,8 @@ std::int32_t GdipSaveImageToFile(GpBitmap image, std::u16string_view path, const
     }
     if (mime.empty()) return 2;
     if (!folderExists) {
-      entry += " -> " + std::to_string(sim::kGdipWin32Error);
-      return sim::kGdipWin32Error;
+      entry += " -> " + std::to_string(sim::kGdipGenericError);
+      return sim::kGdipGenericError;
     }
     c.saved.push_back({std::u16string(path), from->source, encoder});
     return kGdiplusOk;

@@ -69,8 +69,9 @@ platform::ImageEncoder PngEncoder();
 
 // Files GdipSaveImageToFile wrote into the simulated file system ("PNG" is their content), with
 // the bitmap and encoder they came from. Saving into a folder that does not exist answers
-// kGdipWin32Error.
-inline constexpr std::int32_t kGdipWin32Error = 7;
+// GenericError, as GDI+ does on Windows and under Wine.
+inline constexpr std::int32_t kGdipGenericError = 1;
+inline constexpr std::int32_t kGdipNotInitialized = 18;
 struct SavedImage {
   std::u16string path;
   std::string bitmap;  // the GDI bitmap's label
