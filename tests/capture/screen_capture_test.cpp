@@ -82,6 +82,24 @@ TEST(ScreenRecordLayout, FieldsLieAtTheirFixedOffsets) {
   EXPECT_EQ(bytes[268], 1);
 }
 
+// ---- Nothing else of the process started ----
+
+// No log directory, no COM, no window: every export still answers, and the screenshot's line is
+// the only thing lost.
+TEST(CaptureWithNothingStarted, ExportsAnswerBeforeAnythingElseHasStarted) {
+  sim::ResetSimulation();
+  ScreenRecord record;
+  EXPECT_EQ(GetScreenList(&record, 1), 1);
+  ScreenCapture* capture = StartScreenCapture(0);
+  EXPECT_NE(capture, nullptr);
+  EXPECT_EQ(GetCaptureWidth(capture), 1920);
+  StopScreenCapture(capture);
+  EXPECT_EQ(CaptureScreenToFile(u"C:\\ProgramData\\first.png"), 0);
+  EXPECT_EQ(sim::GetFile(u"C:\\ProgramData\\first.png"), "PNG");
+  EXPECT_EQ(sim::GetFile(kLogPath), std::nullopt);
+  EXPECT_EQ(sim::LiveCaptureObjects(), std::vector<std::string>{});
+}
+
 // ---- StartScreenCapture / StopScreenCapture ----
 
 TEST_F(CaptureTest, StartMakesTheHandleOfTheOutputWithItsSize) {
