@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -264,6 +265,18 @@ TEST_F(CaptureE2eTest, PathInAMissingFolderLogsTheStatusThenFailed) {
 TEST_F(CaptureE2eTest, NullPathAnswersMinusOneWithOneLine) {
   EXPECT_EQ(Int32(Call("CaptureScreenToFile", {CallArgument::Int(0)})), -1);
   EXPECT_EQ(ScreenshotLines(), std::vector<std::string>{"Error: File path is null"});
+}
+
+// The figure: CaptureScreenToFile next to one full-screen BitBlt, timed in one Wine program over
+// the still screen. Printed for the reader; only that every capture succeeded is checked.
+TEST_F(CaptureE2eTest, FiguresOfAScreenshotNextToOneBitBltArePrinted) {
+  const std::string log = dir_ + "/figures.log";
+  blocks_.Start(driver::WindowsTests() + "/screen_blocks.exe",
+                {"--measure", driver::WindowsPath(dir_ + "/figure.png"), "15"}, {}, log);
+  const std::optional<int> exit = blocks_.Wait(120s);
+  std::printf("%s", driver::ReadFile(log).c_str());
+  ASSERT_TRUE(exit.has_value()) << "the measurement did not end";
+  EXPECT_EQ(*exit, 0);
 }
 
 }  // namespace
