@@ -1,5 +1,6 @@
 #include "capture/screen_capture.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <limits>
@@ -45,6 +46,17 @@ std::optional<std::int32_t> FrameBytes(std::int32_t width, std::int32_t height) 
   return static_cast<std::int32_t>(bytes);
 }
 
+// Runs a call that hands out one reference through its last argument and owns whatever it
+// handed out; empty when the call failed, releasing anything it handed out all the same.
+template <typename Handle, typename Call>
+ComRef<Handle> Take(Call call) {
+  Handle made{};
+  const bool succeeded = Succeeded(call(&made));
+  ComRef<Handle> owned(made);
+  if (!succeeded) owned.reset();
+  return owned;
+}
+
 std::unique_ptr<ScreenCapture> StartCapture(std::uint32_t outputIndex) {
   ComRef<platform::D3D11Device> device;
   ComRef<platform::D3D11DeviceContext> context;
@@ -58,35 +70,27 @@ std::unique_ptr<ScreenCapture> StartCapture(std::uint32_t outputIndex) {
     if (!Succeeded(result) || !device || !context) return nullptr;
   }
 
-  platform::DxgiDevice dxgiDevice{};
-  const bool gotDxgiDevice = Succeeded(platform::QueryInterface(device.get(), &dxgiDevice));
-  const ComRef<platform::DxgiDevice> dxgiDeviceRef(dxgiDevice);
-  if (!gotDxgiDevice || !dxgiDeviceRef) return nullptr;
-
-  platform::DxgiAdapter adapter{};
-  const bool gotAdapter = Succeeded(platform::GetAdapter(dxgiDevice, &adapter));
-  const ComRef<platform::DxgiAdapter> adapterRef(adapter);
-  if (!gotAdapter || !adapterRef) return nullptr;
-
-  platform::DxgiOutput output{};
-  const bool gotOutput = Succeeded(platform::EnumOutputs(adapter, outputIndex, &output));
-  const ComRef<platform::DxgiOutput> outputRef(output);
-  if (!gotOutput || !outputRef) return nullptr;
+  const auto dxgiDevice = Take<platform::DxgiDevice>(
+      [&](auto* out) { return platform::QueryInterface(device.get(), out); });
+  if (!dxgiDevice) return nullptr;
+  const auto adapter = Take<platform::DxgiAdapter>(
+      [&](auto* out) { return platform::GetAdapter(dxgiDevice.get(), out); });
+  if (!adapter) return nullptr;
+  const auto output = Take<platform::DxgiOutput>(
+      [&](auto* out) { return platform::EnumOutputs(adapter.get(), outputIndex, out); });
+  if (!output) return nullptr;
 
   platform::OutputDesc desc;
-  if (!Succeeded(platform::GetDesc(output, &desc))) return nullptr;
+  if (!Succeeded(platform::GetDesc(output.get(), &desc))) return nullptr;
   const std::int32_t width = desc.desktopCoordinates.Width();
   const std::int32_t height = desc.desktopCoordinates.Height();
 
-  platform::DxgiOutput1 output1{};
-  const bool gotOutput1 = Succeeded(platform::QueryInterface(output, &output1));
-  const ComRef<platform::DxgiOutput1> output1Ref(output1);
-  if (!gotOutput1 || !output1Ref) return nullptr;
-
-  platform::DxgiOutputDuplication duplication{};
-  const bool duplicated = Succeeded(platform::DuplicateOutput(output1, device.get(), &duplication));
-  ComRef<platform::DxgiOutputDuplication> duplicationRef(duplication);
-  if (!duplicated || !duplicationRef) return nullptr;
+  const auto output1 = Take<platform::DxgiOutput1>(
+      [&](auto* out) { return platform::QueryInterface(output.get(), out); });
+  if (!output1) return nullptr;
+  auto duplication = Take<platform::DxgiOutputDuplication>(
+      [&](auto* out) { return platform::DuplicateOutput(output1.get(), device.get(), out); });
+  if (!duplication) return nullptr;
 
   platform::Texture2DDesc textureDesc;
   textureDesc.width = static_cast<std::uint32_t>(width);
@@ -100,16 +104,15 @@ std::unique_ptr<ScreenCapture> StartCapture(std::uint32_t outputIndex) {
   textureDesc.bindFlags = 0;
   textureDesc.cpuAccessFlags = platform::kD3d11CpuAccessRead;
   textureDesc.miscFlags = 0;
-  platform::D3D11Texture2D staging{};
-  const bool created = Succeeded(platform::CreateTexture2D(device.get(), textureDesc, &staging));
-  ComRef<platform::D3D11Texture2D> stagingRef(staging);
-  if (!created || !stagingRef) return nullptr;
+  auto staging = Take<platform::D3D11Texture2D>(
+      [&](auto* out) { return platform::CreateTexture2D(device.get(), textureDesc, out); });
+  if (!staging) return nullptr;
 
   auto capture = std::make_unique<ScreenCapture>();
   capture->device = std::move(device);
   capture->context = std::move(context);
-  capture->duplication = std::move(duplicationRef);
-  capture->staging = std::move(stagingRef);
+  capture->duplication = std::move(duplication);
+  capture->staging = std::move(staging);
   capture->width = width;
   capture->height = height;
   capture->outputIndex = outputIndex;
@@ -146,10 +149,9 @@ std::int32_t CaptureOneFrame(ScreenCapture& capture, std::uint8_t* buffer,
   if (!Succeeded(acquired) || !resourceRef) return -1;
 
   // The frame's interfaces are released after ReleaseFrame, as they were taken after the acquire.
-  platform::D3D11Texture2D frame{};
-  const bool gotTexture = Succeeded(platform::QueryInterface(resource, &frame));
-  const ComRef<platform::D3D11Texture2D> frameRef(frame);
-  const bool copied = gotTexture && frameRef && CopyFrame(capture, frame, buffer);
+  const auto frame = Take<platform::D3D11Texture2D>(
+      [&](auto* out) { return platform::QueryInterface(resource, out); });
+  const bool copied = frame && CopyFrame(capture, frame.get(), buffer);
   platform::ReleaseFrame(capture.duplication.get());
   return copied ? *bytes : -1;
 }
@@ -173,24 +175,21 @@ void FillRecord(ScreenRecord& record, std::int32_t index, const platform::Output
 
 std::int32_t ListScreens(ScreenRecord* records, std::int32_t maxCount) {
   if (!records || maxCount < 1) return 0;
-  platform::DxgiFactory1 factory{};
-  const bool created = Succeeded(platform::CreateDXGIFactory1(&factory));
-  const ComRef<platform::DxgiFactory1> factoryRef(factory);
-  if (!created || !factoryRef) return 0;
+  const auto factory =
+      Take<platform::DxgiFactory1>([](auto* out) { return platform::CreateDXGIFactory1(out); });
+  if (!factory) return 0;
 
   std::int32_t count = 0;
   for (std::uint32_t adapterIndex = 0; count < maxCount; ++adapterIndex) {
-    platform::DxgiAdapter adapter{};
-    const bool found = Succeeded(platform::EnumAdapters1(factory, adapterIndex, &adapter));
-    const ComRef<platform::DxgiAdapter> adapterRef(adapter);
-    if (!found || !adapterRef) break;
+    const auto adapter = Take<platform::DxgiAdapter>(
+        [&](auto* out) { return platform::EnumAdapters1(factory.get(), adapterIndex, out); });
+    if (!adapter) break;
     for (std::uint32_t outputIndex = 0; count < maxCount; ++outputIndex) {
-      platform::DxgiOutput output{};
-      const bool listed = Succeeded(platform::EnumOutputs(adapter, outputIndex, &output));
-      const ComRef<platform::DxgiOutput> outputRef(output);
-      if (!listed || !outputRef) break;
+      const auto output = Take<platform::DxgiOutput>(
+          [&](auto* out) { return platform::EnumOutputs(adapter.get(), outputIndex, out); });
+      if (!output) break;
       platform::OutputDesc desc;
-      if (!Succeeded(platform::GetDesc(output, &desc))) continue;
+      if (!Succeeded(platform::GetDesc(output.get(), &desc))) continue;
       FillRecord(records[count], count, desc);
       ++count;
     }
