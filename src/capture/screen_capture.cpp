@@ -12,6 +12,7 @@
 
 #include "app/app_log.h"
 #include "capture/pixel_conversion.h"
+#include "paint/gdi_owners.h"
 #include "platform/capture.h"
 #include "platform/gdi.h"
 #include "platform/user.h"
@@ -225,67 +226,30 @@ bool FindPngEncoder(std::vector<std::byte>& storage, Guid* clsid) {
   return false;
 }
 
-// The bitmap selected into the memory DC, put back on every path.
-class Selection {
- public:
-  Selection(platform::DcHandle dc, platform::BitmapHandle bitmap)
-      : dc_(dc), old_(platform::SelectObject(dc, bitmap)) {}
-  ~Selection() {
-    if (old_) platform::SelectObject(dc_, old_);
-  }
-  Selection(const Selection&) = delete;
-  Selection& operator=(const Selection&) = delete;
-  bool selected() const { return old_ != nullptr; }
-
- private:
-  platform::DcHandle dc_;
-  platform::GdiObjectHandle old_;
-};
-
-struct ScreenDcTraits {
-  using Type = platform::DcHandle;
-  static constexpr Type Null() { return nullptr; }
-  static bool IsValid(Type dc) { return dc != nullptr; }
-  static void Close(Type dc) { platform::ReleaseDC(nullptr, dc); }
-};
-struct MemoryDcTraits {
-  using Type = platform::DcHandle;
-  static constexpr Type Null() { return nullptr; }
-  static bool IsValid(Type dc) { return dc != nullptr; }
-  static void Close(Type dc) { platform::DeleteDC(dc); }
-};
-struct BitmapTraits {
-  using Type = platform::BitmapHandle;
-  static constexpr Type Null() { return nullptr; }
-  static bool IsValid(Type bitmap) { return bitmap != nullptr; }
-  static void Close(Type bitmap) { platform::DeleteObject(bitmap); }
-};
-
 // Steps 3 to 10: every object made here is released, in reverse order of making, before the
 // caller logs the failure and shuts GDI+ down.
 Shot SaveScreen(std::u16string_view path) {
-  const UniqueHandle<ScreenDcTraits> screen(platform::GetDC(nullptr));
+  const paint::WindowDc screen(nullptr);
   if (!screen) {
     LogScreenshot(u"Error: Failed to get screen device context");
     return Shot::kFailedBeforeCopy;
   }
-  const UniqueHandle<MemoryDcTraits> memory(platform::CreateCompatibleDC(screen.get()));
+  const paint::UniqueMemoryDc memory(platform::CreateCompatibleDC(screen.get()));
   if (!memory) {
     LogScreenshot(u"Error: Failed to create memory device context");
     return Shot::kFailedBeforeCopy;
   }
   const int width = platform::GetSystemMetrics(platform::kSmCxScreen);
   const int height = platform::GetSystemMetrics(platform::kSmCyScreen);
-  const UniqueHandle<BitmapTraits> bitmap(
-      platform::CreateCompatibleBitmap(screen.get(), width, height));
+  const paint::UniqueBitmap bitmap(platform::CreateCompatibleBitmap(screen.get(), width, height));
   if (!bitmap) {
     LogScreenshot(u"Error: Failed to create bitmap");
     return Shot::kFailedBeforeCopy;
   }
 
-  const Selection selection(memory.get(), bitmap.get());
-  if (!selection.selected() || !platform::BitBlt(memory.get(), 0, 0, width, height, screen.get(), 0,
-                                                 0, platform::kSrcCopy)) {
+  const paint::SelectedObject selection(memory.get(), bitmap.get());
+  if (!selection || !platform::BitBlt(memory.get(), 0, 0, width, height, screen.get(), 0, 0,
+                                      platform::kSrcCopy)) {
     LogScreenshot(u"Error: BitBlt copy failed");
     return Shot::kFailedAfterCopy;
   }
