@@ -210,8 +210,6 @@ void SetImageEncoders(std::vector<platform::ImageEncoder> encoders) {
   C().encoders = std::move(encoders);
 }
 
-platform::ImageEncoder PngEncoder() { return DefaultEncoders().back(); }
-
 std::vector<SavedImage> SavedImages() {
   const std::lock_guard guard(C().lock);
   return C().saved;

@@ -19,9 +19,9 @@
 // "GdiplusStartup -> gdiplus#1", "GdipCreateBitmapFromHBITMAP <bitmap label> -> gp-bitmap#1",
 // "GdipSaveImageToFile gp-bitmap#1 <path> image/png", "GdipDisposeImage gp-bitmap#1".
 //
-// What Windows would refuse or what leaks a reference is kept as a misuse: a call on an object
-// that is not alive, a second acquire before ReleaseFrame, ReleaseFrame with no frame, an Unmap
-// that matches no Map, a GDI+ call outside a startup.
+// What Windows would refuse is kept as a misuse: a call on an object that is not alive, a second
+// acquire before ReleaseFrame, ReleaseFrame with no frame, an Unmap that matches no Map, a GDI+
+// call outside a startup.
 #pragma once
 
 #include <cstdint>
@@ -65,7 +65,6 @@ int PendingCaptureFailures();
 // The encoders GdipGetImageEncoders lists; after a reset GDI+'s five: BMP, JPEG, GIF, TIFF, PNG.
 // An empty list makes the size call answer a size of 0.
 void SetImageEncoders(std::vector<platform::ImageEncoder> encoders);
-platform::ImageEncoder PngEncoder();
 
 // Files GdipSaveImageToFile wrote into the simulated file system ("PNG" is their content), with
 // the bitmap and encoder they came from. Saving into a folder that does not exist answers
