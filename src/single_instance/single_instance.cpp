@@ -45,7 +45,8 @@ static_assert(kPipeMessageReadWait == 6);
 constexpr std::uint32_t kPipeMode = kPipeMessageReadWait | platform::kPipeRejectRemoteClients;
 // Overlapped, so that a client that connects and never writes cannot hold the one server
 // instance: its read gives up after this wait.
-constexpr std::uint32_t kPipeOpenMode = platform::kPipeAccessInbound | platform::kFileFlagOverlapped;
+constexpr std::uint32_t kPipeOpenMode =
+    platform::kPipeAccessInbound | platform::kFileFlagOverlapped;
 constexpr std::uint32_t kPipeReadWaitMs = 1000;
 constexpr std::uint32_t kPipeBufferSize = 64;
 constexpr std::uint32_t kPipeDefaultTimeout = 0;

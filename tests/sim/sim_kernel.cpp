@@ -60,7 +60,6 @@ struct PipeInstance {
   bool connectAnswered = false;  // ConnectNamedPipe has taken the client
   bool disconnected = false;     // the server disconnected the client it had
   bool silent = false;           // a scripted client that holds its end and never writes
-  std::u16string securitySddl;   // empty: default security
   std::deque<std::string> messages;
 };
 
@@ -98,23 +97,6 @@ struct Library {
 
 std::vector<platform::TokenGroup> DefaultTokenGroups() {
   return {{u"S-1-1-0", 7}, {sim::kLogonSid, platform::kSeGroupLogonId | 7}, {u"S-1-5-11", 7}};
-}
-
-// Whether a discretionary list in SDDL grants this process's token anything: a pipe made with
-// one admits a client of this process only then. No list at all is the default security.
-bool SddlGrantsLocked(std::u16string_view sddl, const std::vector<platform::TokenGroup>& groups) {
-  if (sddl.find(u"D:") == std::u16string_view::npos) return true;
-  for (std::size_t at = sddl.find(u"(A;"); at != std::u16string_view::npos;
-       at = sddl.find(u"(A;", at + 1)) {
-    const std::size_t end = sddl.find(u')', at);
-    const std::size_t sidStart = sddl.rfind(u';', end) + 1;
-    std::u16string_view sid = sddl.substr(sidStart, end - sidStart);
-    if (sid == u"WD") sid = u"S-1-1-0";
-    for (const platform::TokenGroup& group : groups) {
-      if (group.sid == sid) return true;
-    }
-  }
-  return false;
 }
 
 struct Kernel {
@@ -1103,16 +1085,12 @@ KernelHandle OpenPipeClient(std::u16string_view name, std::uint32_t desiredAcces
         break;
       }
     }
-    if (instance && !sim::SddlGrantsLocked(instance->securitySddl, K().tokenGroups)) {
-      instance = nullptr;
-      error = kErrorAccessDenied;
-    } else if (instance) {
+    if (instance) {
       instance->clientCame = true;
       instance->clientOpen = true;
       instance->disconnected = false;
       instance->messages.clear();
       handle = sim::NewHandleLocked(sim::ClientPipe{instance});
-    } else if (error != kErrorSuccess) {
     } else if (anyInstance) {
       error = kErrorPipeBusy;
     } else if (!K().openScript.empty()) {
@@ -1214,10 +1192,10 @@ bool ReadFileWaiting(KernelHandle file, void* buffer, std::uint32_t size, std::u
   if (timeoutMs) {
     const bool came =
         !instance->silent &&
-        K().changed.wait_for(
-            lock, std::min<std::chrono::milliseconds>(std::chrono::milliseconds(*timeoutMs),
-                                                      sim::kSimulatedWaitBound),
-            arrived);
+        K().changed.wait_for(lock,
+                             std::min<std::chrono::milliseconds>(
+                                 std::chrono::milliseconds(*timeoutMs), sim::kSimulatedWaitBound),
+                             arrived);
     if (!came) {
       Fail(kErrorOperationAborted);
       return false;
@@ -1356,13 +1334,8 @@ KernelHandle CreateNamedPipeW(std::u16string_view name, std::uint32_t openMode,
     Fail(kErrorInvalidParameter);
     return {};
   }
-  const KernelHandle pipe = CreateNamedPipeW(name, openMode, pipeMode, maxInstances,
-                                             outBufferSize, inBufferSize, defaultTimeout);
-  if (pipe == KernelHandle{}) return pipe;
-  const std::lock_guard guard(K().lock);
-  if (auto* server = sim::LookupLocked<sim::ServerPipe>(pipe)) {
-    server->instance->securitySddl = std::u16string(securitySddl);
-  }
+  const KernelHandle pipe = CreateNamedPipeW(name, openMode, pipeMode, maxInstances, outBufferSize,
+                                             inBufferSize, defaultTimeout);
   return pipe;
 }
 

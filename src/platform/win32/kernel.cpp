@@ -187,8 +187,7 @@ bool ReadFile(KernelHandle file, void* buffer, std::uint32_t size, std::uint32_t
   DWORD count = 0;
   BOOL ok = ::ReadFile(AsHandle(file), buffer, size, nullptr, &overlapped);
   DWORD error = ok ? ERROR_SUCCESS : ::GetLastError();
-  if (error == ERROR_IO_PENDING &&
-      ::WaitForSingleObject(event, timeoutMs) != WAIT_OBJECT_0) {
+  if (error == ERROR_IO_PENDING && ::WaitForSingleObject(event, timeoutMs) != WAIT_OBJECT_0) {
     ::CancelIoEx(AsHandle(file), &overlapped);
   }
   if (ok || error == ERROR_IO_PENDING || error == ERROR_MORE_DATA) {
