@@ -146,6 +146,13 @@ bool WindowBlocker::TakeLogSlotLocked(const WindowFacts& facts, std::int64_t now
   const auto it = lastLogTimes.find(facts.hwnd);
   if (it != lastLogTimes.end() && nowMs - it->second < kLogSlotIntervalMs) return false;
   lastLogTimes[facts.hwnd] = nowMs;
+  // A slot older than the interval decides nothing any more; without this every window ever
+  // acted on would keep an entry for the agent's whole life.
+  if (lastLogTimes.size() > kLogSlotPruneSize) {
+    std::erase_if(lastLogTimes, [nowMs](const auto& entry) {
+      return nowMs - entry.second >= kLogSlotIntervalMs;
+    });
+  }
   return true;
 }
 
@@ -216,7 +223,10 @@ void WindowBlocker::RehideThread(WindowHandle window, const std::string& ruleId)
     SleepDelay(delay);
     const WorkerSection section(workerGate);
     if (!running.load() || stopRequested.load()) return;
-    if (!platform::IsWindow(window)) return;
+    if (!platform::IsWindow(window)) {
+      ForgetHidden(window, ruleId);
+      return;
+    }
     if (!IsHideRuleActive(ruleId)) return;
     // Rule mode off gave the rules' windows back; hiding them again would undo that.
     if (ruleId != SuperBlockRuleId && !enabled.load()) return;
@@ -385,6 +395,17 @@ void WindowBlocker::RestoreAllHidden() {
     windows = TakeHiddenLocked([](const std::string&) { return true; });
   }
   for (const WindowHandle window : windows) RestoreWindow(window);
+}
+
+void WindowBlocker::ForgetHidden(WindowHandle window, const std::string& ruleId) {
+  // A window that is gone needs no giving back, and its handle may come back as another window.
+  std::lock_guard guard(mutex);
+  for (auto* groups : {&hiddenByRule, &hideRequestedByRule}) {
+    const auto it = groups->find(ruleId);
+    if (it == groups->end()) continue;
+    it->second.erase(window);
+    if (it->second.empty()) groups->erase(it);
+  }
 }
 
 // ---- Mode changes ----

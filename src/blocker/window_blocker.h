@@ -33,6 +33,7 @@ struct BlockLogEntry {
 constexpr std::size_t kCandidateLimit = 80;
 constexpr std::size_t kLogLimit = 200;
 constexpr std::int64_t kLogSlotIntervalMs = 3000;
+constexpr std::size_t kLogSlotPruneSize = 256;
 constexpr std::array<unsigned, 4> kRescanDelaysMs = {0, 12, 40, 120};
 constexpr std::array<unsigned, 4> kCloseRepeatDelaysMs = {40, 120, 260, 520};
 constexpr std::array<unsigned, 7> kRehideDelaysMs = {10, 30, 80, 160, 320, 700, 1200};
@@ -107,6 +108,7 @@ class WindowBlocker {
   static void RestoreWindow(WindowHandle window);
   // Moves every group whose rule id `take` accepts out of both hide maps.
   std::vector<WindowHandle> TakeHiddenLocked(const std::function<bool(const std::string&)>& take);
+  void ForgetHidden(WindowHandle window, const std::string& ruleId);
 
   // Both run with `mutex` held.
   bool TakeLogSlotLocked(const WindowFacts& facts, std::int64_t nowMs);

@@ -415,6 +415,45 @@ TEST_F(WindowBlockerTest, FailedActionStillSpendsTheLogSlot) {
   EXPECT_TRUE(Engine().GetSnapshotData().blockedLogs.empty());
 }
 
+TEST_F(WindowBlockerTest, LogSlotsSurviveThePruningOfSlotsLongSpent) {
+  Engine().ReplaceRules({Rule("r1", u"adpop", "close")});
+  Engine().SetEnabled(true);
+  const std::int64_t t0 = CurrentTimeMs();
+  // Slots long spent, then one live slot, then one more window: the spent ones are pruned.
+  for (std::size_t i = 0; i < blocker::kLogSlotPruneSize; ++i) {
+    EXPECT_TRUE(Engine().EvaluateWindow(sim::AddDesktopWindow(PopupWindow()), t0 - 4000, false,
+                                        false, false));
+  }
+  const WindowHandle kept = sim::AddDesktopWindow(PopupWindow());
+  EXPECT_TRUE(Engine().EvaluateWindow(kept, t0, false, false, false));
+  EXPECT_TRUE(Engine().EvaluateWindow(sim::AddDesktopWindow(PopupWindow()), t0 + 1000, false, false,
+                                      false));
+  Engine().ClearLogs();
+  EXPECT_TRUE(Engine().EvaluateWindow(kept, t0 + 2999, false, false, false));
+  EXPECT_TRUE(Engine().GetSnapshotData().blockedLogs.empty()) << "a live slot was pruned";
+  EXPECT_TRUE(Engine().EvaluateWindow(kept, t0 + 3000, false, false, false));
+  EXPECT_EQ(Engine().GetSnapshotData().blockedLogs.size(), 1u);
+  Settle();
+}
+
+TEST_F(WindowBlockerTest, AHiddenWindowThatIsGoneLeavesItsGroupAtTheNextRehidePass) {
+  const WindowHandle w = sim::AddDesktopWindow(PopupWindow());
+  Engine().ReplaceRules({Rule("r1", u"adpop", "hide")});
+  Engine().SetEnabled(true);
+  StartHook();
+  sim::SetHoldThreads(true);
+  ASSERT_TRUE(Engine().EvaluateWindow(w, CurrentTimeMs(), false, false, false));
+  ASSERT_EQ(Engine().GetSnapshotData().hiddenWindowCount, 1u);
+  sim::DestroyDesktopWindow(w);
+  sim::SetHoldThreads(false);
+  sim::RunPendingThreads();
+  Settle();
+  EXPECT_EQ(Engine().GetSnapshotData().hiddenWindowCount, 0u);
+  // Nothing is left to give back: the stop shows no window.
+  Engine().StopMonitoring();
+  EXPECT_EQ(CountCallsStarting("ShowWindowAsync " + sim::Label(w) + " 8"), 0);
+}
+
 TEST_F(WindowBlockerTest, LogSlotIsPerWindowNotPerRule) {
   const WindowHandle a = sim::AddDesktopWindow(PopupWindow());
   const WindowHandle b = sim::AddDesktopWindow(PopupWindow());

@@ -112,7 +112,8 @@ void AppFixture::TearDown() {
 
 void AppFixture::Launch(const std::string& executable, const std::vector<std::string>& arguments) {
   const uint16_t port = driver::FreePort();
-  app_.Start(executable, arguments, {{"KT_ENGINE_PORT", std::to_string(port)}}, dir_ + "/app.log");
+  app_.Start(executable, arguments, {{"KT_ENGINE_PORT", std::to_string(port)}}, dir_ + "/app.log",
+             appTimeLimitSeconds_);
   engine_ = driver::EngineDriver::Connect(port, kStartTimeout);
 }
 

@@ -65,6 +65,8 @@ class AppFixture : public ::testing::Test {
   }
 
   std::string dir_;
+  // The application is killed after this long, so that a hung test ends.
+  int appTimeLimitSeconds_ = 150;
   driver::WineProcess app_;
   std::unique_ptr<driver::EngineDriver> engine_;
 };

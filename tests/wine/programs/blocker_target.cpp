@@ -6,11 +6,17 @@
 //   state HWND          -> ok visible|hidden|gone CLOSES SYSCLOSES
 //   latency N CLASS<TAB>TITLE  -> ok MICROSECONDS...  (shown until hidden by someone else)
 //   hooklatency N             -> ok MICROSECONDS...  (shown until this program's own hook sees it)
+//   storm N BATCH HIDECLASS<TAB>CLOSECLASS<TAB>PLAINCLASS
+//        -> ok HIDDEN CLOSED MISSED TOUCHED MILLISECONDS  (N windows, a third of each class,
+//           BATCH at a time: shown, waited on until the blocker acted, then destroyed)
+//   usage -> ok PRIVATEBYTES HANDLES  (of the process that owns the application's window)
 //   quit
 //
 // Wine never raises EVENT_OBJECT_SHOW, so every show raises it here, as Windows would.
 #include <winsock2.h>
 #include <windows.h>
+
+#include <psapi.h>
 
 #include <atomic>
 #include <cstdio>
@@ -186,6 +192,119 @@ std::string MeasureBareHook(int count) {
   return reply;
 }
 
+// Windows of three kinds in batches: the blocker must hide the first kind and close the second,
+// and leave the third alone. Each batch waits until every window of the first two kinds was
+// acted on (or a bound passed), then all its windows go.
+std::string Storm(int count, int batch, const std::vector<std::wstring>& classes) {
+  constexpr DWORD kBatchBoundMs = 20000;
+  int hidden = 0;
+  int closed = 0;
+  int missed = 0;
+  int touched = 0;
+  const LONGLONG start = Now();
+  for (int done = 0; done < count;) {
+    std::vector<std::pair<HWND, int>> windows;
+    for (int i = 0; i < batch && done < count; ++i, ++done) {
+      const int kind = done % 3;
+      HWND window = OpenWindow(classes[kind], L"Storm", 200, 120);
+      if (!window) return "error CreateWindowExW " + std::to_string(GetLastError());
+      ShowWindow(window, SW_SHOWNOACTIVATE);
+      RaiseShow(window);
+      windows.emplace_back(window, kind);
+    }
+    const auto acted = [](HWND window, int kind) {
+      const WindowRecord& record = records[window];
+      if (kind == 0) return !IsWindowVisible(window);
+      return kind == 1 && record.closes + record.sysCloses > 0;
+    };
+    PumpUntil(kBatchBoundMs, [&] {
+      for (const auto& [window, kind] : windows) {
+        if (kind != 2 && !acted(window, kind)) return false;
+      }
+      return true;
+    });
+    // The blocker's rescans of the last window have run their course by now.
+    PumpMessages();
+    for (const auto& [window, kind] : windows) {
+      if (kind == 2) {
+        const WindowRecord& record = records[window];
+        if (!IsWindowVisible(window) || record.closes + record.sysCloses > 0) ++touched;
+      } else if (!acted(window, kind)) {
+        ++missed;
+      } else {
+        ++(kind == 0 ? hidden : closed);
+      }
+      DestroyWindow(window);
+      records.erase(window);
+    }
+  }
+  return "ok " + std::to_string(hidden) + " " + std::to_string(closed) + " " +
+         std::to_string(missed) + " " + std::to_string(touched) + " " +
+         std::to_string(Microseconds(start, Now()) / 1000);
+}
+
+// Wine answers 0 for another process's private bytes and handle count; its commit charge
+// (which Windows gives as the same number) and the system's handle table say it instead.
+std::size_t HandlesOf(DWORD pid) {
+  struct Entry {
+    PVOID object;
+    ULONG_PTR processId;
+    ULONG_PTR handle;
+    ULONG access;
+    USHORT backTrace;
+    USHORT type;
+    ULONG attributes;
+    ULONG reserved;
+  };
+  struct Table {
+    ULONG_PTR count;
+    ULONG_PTR reserved;
+    Entry entries[1];
+  };
+  using Query = LONG(WINAPI*)(ULONG, PVOID, ULONG, PULONG);
+  const auto query = reinterpret_cast<Query>(reinterpret_cast<void*>(
+      GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation")));
+  if (!query) return 0;
+  constexpr ULONG kExtendedHandleInformation = 64;
+  std::vector<char> buffer(1 << 20);
+  for (int tries = 0; tries < 8; ++tries) {
+    ULONG length = 0;
+    const LONG status = query(kExtendedHandleInformation, buffer.data(),
+                              static_cast<ULONG>(buffer.size()), &length);
+    if (status == 0) {
+      const auto* table = reinterpret_cast<const Table*>(buffer.data());
+      std::size_t count = 0;
+      for (ULONG_PTR i = 0; i < table->count; ++i) {
+        if (table->entries[i].processId == pid) ++count;
+      }
+      return count;
+    }
+    buffer.resize(buffer.size() * 2);
+  }
+  return 0;
+}
+
+std::string Usage() {
+  HWND main = FindWindowW(L"FLUTTER_RUNNER_WIN32_WINDOW", nullptr);
+  DWORD pid = 0;
+  if (!main || !GetWindowThreadProcessId(main, &pid)) return "error no application window";
+  HANDLE process = OpenProcess(PROCESS_QUERY_INFORMATION | PROCESS_VM_READ, FALSE, pid);
+  if (!process) return "error OpenProcess " + std::to_string(GetLastError());
+  PROCESS_MEMORY_COUNTERS_EX memory = {};
+  memory.cb = sizeof(memory);
+  DWORD handles = 0;
+  const bool ok = GetProcessMemoryInfo(process, reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&memory),
+                                       sizeof(memory));
+  const DWORD error = GetLastError();
+  if (!GetProcessHandleCount(process, &handles)) handles = 0;
+  CloseHandle(process);
+  if (!ok) return "error GetProcessMemoryInfo " + std::to_string(error);
+  const SIZE_T privateBytes = memory.PrivateUsage != 0 ? memory.PrivateUsage : memory.PagefileUsage;
+  const std::size_t handleCount = handles != 0 ? handles : HandlesOf(pid);
+  if (privateBytes == 0 || handleCount == 0) return "error no counters for the process";
+  return "ok " + std::to_string(privateBytes) + " " + std::to_string(handleCount);
+}
+
 std::string Execute(const std::string& line, bool* quit) {
   std::istringstream words(line);
   std::string verb;
@@ -236,6 +355,19 @@ std::string Execute(const std::string& line, bool* quit) {
     if (count < 1) return "error hooklatency wants N";
     return MeasureBareHook(count);
   }
+  if (verb == "storm") {
+    std::istringstream arguments(rest);
+    int count = 0;
+    int batch = 0;
+    arguments >> count >> batch;
+    std::string names;
+    std::getline(arguments, names);
+    if (!names.empty() && names.front() == ' ') names = names.substr(1);
+    const std::vector<std::string> fields = SplitTabs(names);
+    if (count < 1 || batch < 1 || fields.size() != 3) return "error storm wants N BATCH 3 classes";
+    return Storm(count, batch, {Wide(fields[0]), Wide(fields[1]), Wide(fields[2])});
+  }
+  if (verb == "usage") return Usage();
   if (verb == "quit") {
     *quit = true;
     return "ok";
