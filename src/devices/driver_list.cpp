@@ -11,8 +11,8 @@
 
 namespace {
 
-constexpr const char* kStateNames[] = {"Stopped",          "Start Pending",   "Stop Pending",
-                                       "Running",          "Continue Pending", "Pause Pending",
+constexpr const char* kStateNames[] = {"Stopped", "Start Pending",    "Stop Pending",
+                                       "Running", "Continue Pending", "Pause Pending",
                                        "Paused"};
 
 }  // namespace
@@ -52,8 +52,8 @@ EncodableList GetDriverList() {
   drivers.reserve(records.size());
   for (const platform::ServiceStatusRecord& record : records) {
     std::u16string path;
-    const platform::UniqueServiceHandle service(platform::OpenServiceW(
-        manager.get(), record.serviceName, platform::kServiceQueryConfig));
+    const platform::UniqueServiceHandle service(
+        platform::OpenServiceW(manager.get(), record.serviceName, platform::kServiceQueryConfig));
     if (service) path = ServiceBinaryPath(service.get());
     EncodableMap driver;
     driver.emplace(EncodableValue("name"), EncodableValue(WideToUtf8(record.serviceName)));

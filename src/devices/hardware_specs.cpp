@@ -13,7 +13,8 @@
 
 namespace {
 
-constexpr std::u16string_view kCurrentVersionKey = u"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion";
+constexpr std::u16string_view kCurrentVersionKey =
+    u"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion";
 constexpr std::u16string_view kProcessorKey = u"HARDWARE\\DESCRIPTION\\System\\CentralProcessor\\0";
 constexpr std::uint64_t kFirstWindows11Build = 22000;
 

@@ -28,8 +28,7 @@ inline constexpr std::initializer_list<std::u16string_view> kDiskExclusions = {u
 inline constexpr std::initializer_list<std::u16string_view> kDisplayExclusions = {
     u"microsoft basic display"};
 inline constexpr std::initializer_list<std::u16string_view> kMonitorExclusions = {};
-inline constexpr std::initializer_list<std::u16string_view> kSoundExclusions = {u"legacy",
-                                                                                u"midi"};
+inline constexpr std::initializer_list<std::u16string_view> kSoundExclusions = {u"legacy", u"midi"};
 inline constexpr std::initializer_list<std::u16string_view> kNetworkExclusions = {
     u"wan miniport", u"bluetooth", u"virtual", u"vpn",    u"loopback",
     u"debug",        u"tap",       u"hyper-v", u"vmware", u"virtualbox"};

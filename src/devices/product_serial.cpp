@@ -16,12 +16,21 @@ constexpr std::uint8_t kEndOfTableType = 127;
 // Both the system and the baseboard structure keep their serial's string number here.
 constexpr std::size_t kSerialOffset = 7;
 
-constexpr std::string_view kPlaceholders[] = {
-    "to be filled by o.e.m.", "default string",  "system serial number",
-    "base board serial number", "not specified", "not applicable",
-    "none",                   "n/a",             "oem",
-    "o.e.m.",                 "serial number",   "invalid",
-    "0123456789",             "123456789",       "chassis serial number"};
+constexpr std::string_view kPlaceholders[] = {"to be filled by o.e.m.",
+                                              "default string",
+                                              "system serial number",
+                                              "base board serial number",
+                                              "not specified",
+                                              "not applicable",
+                                              "none",
+                                              "n/a",
+                                              "oem",
+                                              "o.e.m.",
+                                              "serial number",
+                                              "invalid",
+                                              "0123456789",
+                                              "123456789",
+                                              "chassis serial number"};
 
 char LowerAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
@@ -112,10 +121,9 @@ bool IsPlaceholderSerial(std::string_view serial) {
 
 std::string ParseSmbiosSerial(const std::uint8_t* data, std::size_t size) {
   if (data == nullptr || size < kRawHeaderBytes) return {};
-  const std::uint32_t stated = static_cast<std::uint32_t>(data[4]) |
-                               static_cast<std::uint32_t>(data[5]) << 8 |
-                               static_cast<std::uint32_t>(data[6]) << 16 |
-                               static_cast<std::uint32_t>(data[7]) << 24;
+  const std::uint32_t stated =
+      static_cast<std::uint32_t>(data[4]) | static_cast<std::uint32_t>(data[5]) << 8 |
+      static_cast<std::uint32_t>(data[6]) << 16 | static_cast<std::uint32_t>(data[7]) << 24;
   const std::string_view table(reinterpret_cast<const char*>(data) + kRawHeaderBytes,
                                std::min<std::size_t>(stated, size - kRawHeaderBytes));
   std::string_view system;

@@ -117,8 +117,7 @@ std::u16string FormatMacAddress(const std::uint8_t* bytes, std::size_t length) {
   return text;
 }
 
-bool ContainsAnyText(std::u16string_view text,
-                     std::initializer_list<std::u16string_view> needles) {
+bool ContainsAnyText(std::u16string_view text, std::initializer_list<std::u16string_view> needles) {
   for (const std::u16string_view needle : needles) {
     if (ContainsText(text, needle)) return true;
   }

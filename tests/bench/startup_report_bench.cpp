@@ -27,8 +27,8 @@ void LayOut() {
     sim::SimAdapter adapter;
     adapter.friendlyName = u"Ethernet " + std::u16string(1, static_cast<char16_t>(u'A' + i % 26)) +
                            std::u16string(1, static_cast<char16_t>(u'0' + i / 26));
-    adapter.description = i % 8 == 0 ? u"Hyper-V Virtual Ethernet Adapter"
-                                     : u"Intel(R) Ethernet Controller I225-V";
+    adapter.description =
+        i % 8 == 0 ? u"Hyper-V Virtual Ethernet Adapter" : u"Intel(R) Ethernet Controller I225-V";
     adapter.ifType = i % 3 == 0 ? platform::kIfTypeIeee80211 : platform::kIfTypeEthernetCsmacd;
     adapter.physicalAddress = {0x00, 0x1A, 0x2B, 0x3C, 0x4D, static_cast<std::uint8_t>(i)};
     const auto host = static_cast<std::uint8_t>(i);

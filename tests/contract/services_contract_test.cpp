@@ -46,9 +46,8 @@ TEST(EnumServicesStatusExW, WithNoBufferAsksForMoreDataAndThatManyBytesHoldEvery
                                                platform::kServiceStateAll, 0, &needed, &records));
   EXPECT_EQ(platform::GetLastError(), platform::kErrorMoreData);
   ASSERT_GT(needed, 0u);
-  ASSERT_TRUE(platform::EnumServicesStatusExW(manager.get(), kServiceWin32,
-                                              platform::kServiceStateAll, needed, &needed,
-                                              &records));
+  ASSERT_TRUE(platform::EnumServicesStatusExW(
+      manager.get(), kServiceWin32, platform::kServiceStateAll, needed, &needed, &records));
   ASSERT_FALSE(records.empty());
   for (const platform::ServiceStatusRecord& record : records) {
     EXPECT_FALSE(record.serviceName.empty());
@@ -76,9 +75,8 @@ TEST(QueryServiceConfigW, WithNoBufferAsksForTheSizeThenGivesThePath) {
   std::vector<platform::ServiceStatusRecord> records;
   platform::EnumServicesStatusExW(manager.get(), kServiceWin32, platform::kServiceStateAll, 0,
                                   &needed, &records);
-  ASSERT_TRUE(platform::EnumServicesStatusExW(manager.get(), kServiceWin32,
-                                              platform::kServiceStateAll, needed, &needed,
-                                              &records));
+  ASSERT_TRUE(platform::EnumServicesStatusExW(
+      manager.get(), kServiceWin32, platform::kServiceStateAll, needed, &needed, &records));
   ASSERT_FALSE(records.empty());
   const platform::UniqueServiceHandle service(platform::OpenServiceW(
       manager.get(), records.front().serviceName, platform::kServiceQueryConfig));

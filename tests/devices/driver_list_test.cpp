@@ -71,8 +71,8 @@ TEST(ServiceStateName, StateOutsideOneToSevenIsUnknown) {
 TEST_F(DriverList, EveryElementHasTheFiveStringKeysAndVersionDashes) {
   sim::AddService(Driver(u"disk", u"Disk Driver"));
   sim::AddService(Driver(u"Ntfs", u"Ntfs", platform::kServiceRunning, kFileSystemDriver));
-  sim::AddService(Driver(u"Fs_Rec", u"File System Recognizer", platform::kServiceStopped,
-                         kRecognizerDriver));
+  sim::AddService(
+      Driver(u"Fs_Rec", u"File System Recognizer", platform::kServiceStopped, kRecognizerDriver));
   const EncodableList drivers = GetDriverList();
   ASSERT_EQ(drivers.size(), 3u);
   for (const EncodableValue& driver : drivers) {
@@ -153,9 +153,7 @@ TEST_F(DriverList, ManagerThatCannotBeOpenedGivesTheEmptyList) {
   EXPECT_TRUE(GetDriverList().empty());
 }
 
-TEST_F(DriverList, NoDriversAtAllGivesTheEmptyList) {
-  EXPECT_TRUE(GetDriverList().empty());
-}
+TEST_F(DriverList, NoDriversAtAllGivesTheEmptyList) { EXPECT_TRUE(GetDriverList().empty()); }
 
 TEST_F(DriverList, ADriverAddedBetweenTheTwoCallsFailsTheEnumerationAndGivesEmpty) {
   sim::AddService(Driver(u"disk", u"Disk Driver"));

@@ -269,10 +269,10 @@ TEST_F(HardwareSpecs, OneFailedRegistrySourceLeavesOnlyItsKeyEmpty) {
   sim::SetRegistryString(kHkeyLocalMachine, kProcessor, u"ProcessorNameString", u"AMD Ryzen 7");
   sim::SetRegistryString(kHkeyLocalMachine, kCurrentVersion, u"ProductId", u"P-1");
   sim::SetRegistryString(kHkeyLocalMachine, kCurrentVersion, u"RegisteredOwner", u"Owner");
-  sim::FailRegistryCall(sim::RegistryFailure(sim::RegistryCall::kRegGetValueW,
-                                             platform::kErrorAccessDenied)
-                            .OnValue(u"ProductId")
-                            .Always());
+  sim::FailRegistryCall(
+      sim::RegistryFailure(sim::RegistryCall::kRegGetValueW, platform::kErrorAccessDenied)
+          .OnValue(u"ProductId")
+          .Always());
   const EncodableMap reply = GetHardwareSpecs();
   EXPECT_EQ(Key(reply, "processor"), "AMD Ryzen 7");
   EXPECT_EQ(Key(reply, "productId"), "");

@@ -48,11 +48,12 @@ Bytes End() { return Structure(127, 0, {}, 4); }
 // RawSMBIOSData: calling method, major, minor, DMI revision, the table's length, the table.
 Bytes Raw(std::initializer_list<Bytes> structures) {
   Bytes table;
-  for (const Bytes& structure : structures) table.insert(table.end(), structure.begin(),
-                                                         structure.end());
+  for (const Bytes& structure : structures)
+    table.insert(table.end(), structure.begin(), structure.end());
   Bytes raw = {0, 3, 4, 0};
   const auto length = static_cast<std::uint32_t>(table.size());
-  for (int shift = 0; shift < 32; shift += 8) raw.push_back(static_cast<std::uint8_t>(length >> shift));
+  for (int shift = 0; shift < 32; shift += 8)
+    raw.push_back(static_cast<std::uint8_t>(length >> shift));
   raw.insert(raw.end(), table.begin(), table.end());
   return raw;
 }
@@ -60,19 +61,18 @@ Bytes Raw(std::initializer_list<Bytes> structures) {
 std::string Parse(const Bytes& raw) { return ParseSmbiosSerial(raw.data(), raw.size()); }
 
 TEST(ParseSmbiosSerial, SystemSerialIsTakenTrimmed) {
-  const Bytes raw = Raw({Bios(),
-                         Structure(1, 4, {"LENOVO", "20XW", "ThinkPad X1", "  PF2ABCDE  "}),
+  const Bytes raw = Raw({Bios(), Structure(1, 4, {"LENOVO", "20XW", "ThinkPad X1", "  PF2ABCDE  "}),
                          Structure(2, 4, {"LENOVO", "20XW", "SDK0J40697", "L1HF16M00AB"}), End()});
   EXPECT_EQ(Parse(raw), "PF2ABCDE");
 }
 
 TEST(ParseSmbiosSerial, PlaceholderSystemSerialFallsBackToTheBaseboard) {
-  const Bytes raw =
-      Raw({Bios(), Structure(1, 4, {"System manufacturer", "System Product Name", "1.0",
-                                    "To be filled by O.E.M."}),
-           Structure(2, 4, {"ASUSTeK COMPUTER INC.", "PRIME B660M-A", "Rev 1.xx",
-                            "210685838801234"}),
-           End()});
+  const Bytes raw = Raw(
+      {Bios(),
+       Structure(1, 4,
+                 {"System manufacturer", "System Product Name", "1.0", "To be filled by O.E.M."}),
+       Structure(2, 4, {"ASUSTeK COMPUTER INC.", "PRIME B660M-A", "Rev 1.xx", "210685838801234"}),
+       End()});
   EXPECT_EQ(Parse(raw), "210685838801234");
 }
 
@@ -81,19 +81,17 @@ TEST(ParseSmbiosSerial, MissingSystemStructureFallsBackToTheBaseboard) {
 }
 
 TEST(ParseSmbiosSerial, SystemSerialOfNoStringFallsBackToTheBaseboard) {
-  EXPECT_EQ(Parse(Raw({Structure(1, 0, {"Maker"}), Structure(2, 1, {"BSN-1"}), End()})),
-            "BSN-1");
+  EXPECT_EQ(Parse(Raw({Structure(1, 0, {"Maker"}), Structure(2, 1, {"BSN-1"}), End()})), "BSN-1");
 }
 
 TEST(ParseSmbiosSerial, BaseboardListedBeforeTheSystemStillLosesToIt) {
-  EXPECT_EQ(Parse(Raw({Structure(2, 1, {"BSN-1"}), Structure(1, 1, {"SYS-1"}), End()})),
-            "SYS-1");
+  EXPECT_EQ(Parse(Raw({Structure(2, 1, {"BSN-1"}), Structure(1, 1, {"SYS-1"}), End()})), "SYS-1");
 }
 
 TEST(ParseSmbiosSerial, OnlyPlaceholdersGiveEmpty) {
-  EXPECT_EQ(Parse(Raw({Structure(1, 1, {"Default string"}), Structure(2, 1, {"default STRING"}),
-                       End()})),
-            "");
+  EXPECT_EQ(
+      Parse(Raw({Structure(1, 1, {"Default string"}), Structure(2, 1, {"default STRING"}), End()})),
+      "");
   EXPECT_EQ(Parse(Raw({Structure(1, 1, {"   "}), Structure(2, 1, {"0000000000"}), End()})), "");
   EXPECT_EQ(Parse(Raw({Structure(1, 1, {" System Serial Number "}), End()})), "");
 }
@@ -159,7 +157,12 @@ TEST(ParseSmbiosSerial, ShortOrNullBuffersGiveEmpty) {
 }
 
 TEST(ParseSmbiosSerial, NonAsciiBytesBecomeValidUtf8) {
-  EXPECT_EQ(Parse(Raw({Structure(1, 1, {"SN\xE9" "1"}), End()})), "SN\xC3\xA9" "1");
+  EXPECT_EQ(Parse(Raw({Structure(1, 1,
+                                 {"SN\xE9"
+                                  "1"}),
+                       End()})),
+            "SN\xC3\xA9"
+            "1");
 }
 
 TEST(IsPlaceholderSerial, KnownPlaceholdersInAnyCase) {

@@ -173,7 +173,8 @@ TEST_F(StartupReport, VpnAdapterIsNeverChosen) {
 }
 
 TEST_F(StartupReport, ChineseNamedBluetoothAdapterIsNeverChosen) {
-  sim::SimAdapter bluetooth = Adapter(u"\u84DD\u7259\u7F51\u7EDC\u8FDE\u63A5", {Ipv4(192, 168, 1, 9)});
+  sim::SimAdapter bluetooth =
+      Adapter(u"\u84DD\u7259\u7F51\u7EDC\u8FDE\u63A5", {Ipv4(192, 168, 1, 9)});
   bluetooth.description = u"Personal Area Network";
   sim::SetAdapters({bluetooth});
   const Reply reply = Report();
@@ -235,8 +236,7 @@ TEST_F(StartupReport, HardwareAddressOfLengthZeroGivesEmptyMac) {
 }
 
 TEST_F(StartupReport, HardwareAddressOfLengthEightIsFormattedWhole) {
-  sim::SetAdapters(
-      {Adapter(u"FireWire", {Ipv4(10, 0, 0, 5)}, {0, 1, 2, 3, 4, 5, 6, 0xAB})});
+  sim::SetAdapters({Adapter(u"FireWire", {Ipv4(10, 0, 0, 5)}, {0, 1, 2, 3, 4, 5, 6, 0xAB})});
   EXPECT_EQ(Report().mac, "00-01-02-03-04-05-06-AB");
 }
 

@@ -128,8 +128,7 @@ TEST_F(InventoryTest, HardwareSpecsAgreeWithMeminfoAndThePrefixRegistry) {
 
   const std::string versionKey = "HKLM\\SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion";
   const std::string processor =
-      PrefixValue("HKLM\\HARDWARE\\DESCRIPTION\\System\\CentralProcessor\\0",
-                  "ProcessorNameString")
+      PrefixValue("HKLM\\HARDWARE\\DESCRIPTION\\System\\CentralProcessor\\0", "ProcessorNameString")
           .value_or("");
   const std::string product = PrefixValue(versionKey, "ProductName").value_or("");
   const std::string build = PrefixValue(versionKey, "CurrentBuildNumber").value_or("");
@@ -155,9 +154,9 @@ TEST_F(InventoryTest, HardwareSpecsAgreeWithMeminfoAndThePrefixRegistry) {
   ASSERT_EQ(e2e::RunInSession("wine reg add '" + versionKey +
                               "' /v CurrentBuildNumber /t REG_SZ /d 22631 /f"),
             0);
-  ASSERT_EQ(e2e::RunInSession("wine reg add '" + versionKey +
-                              "' /v DisplayVersion /t REG_SZ /d 23H2 /f"),
-            0);
+  ASSERT_EQ(
+      e2e::RunInSession("wine reg add '" + versionKey + "' /v DisplayVersion /t REG_SZ /d 23H2 /f"),
+      0);
   ASSERT_EQ(e2e::RunInSession("wine reg add '" + versionKey +
                               "' /v ProductName /t REG_SZ /d 'Windows 10 Pro' /f"),
             0);
@@ -192,7 +191,7 @@ TEST_F(InventoryTest, DriverListHoldsEveryDriverServiceOfThePrefixWithItsState) 
   ASSERT_NE(drivers, nullptr);
   std::set<std::string> listed;
   const std::map<int, std::string> stateNames = {
-      {1, "Stopped"}, {2, "Start Pending"},    {3, "Stop Pending"}, {4, "Running"},
+      {1, "Stopped"},          {2, "Start Pending"}, {3, "Stop Pending"}, {4, "Running"},
       {5, "Continue Pending"}, {6, "Pause Pending"}, {7, "Paused"}};
   for (const EncodableValue& value : *drivers) {
     const auto& driver = std::get<EncodableMap>(value);
@@ -253,8 +252,7 @@ TEST_F(InventoryTest, PrintsEachMethodsTimeNextToAnIdleRoundTrip) {
     return times[kRounds / 2];
   };
   const double idle = median(e2e::kSystemCommandsChannel, "getIdleSeconds");
-  std::printf("median of %d calls through the stand-in (ms): getIdleSeconds %.2f\n", kRounds,
-              idle);
+  std::printf("median of %d calls through the stand-in (ms): getIdleSeconds %.2f\n", kRounds, idle);
   for (const char* method : {"getHardwareSpecs", "getStartupReportInfo", "getDriverList",
                              "getWindowsProductSerialNumber"}) {
     const double time = median(kDeviceMonitor, method);
