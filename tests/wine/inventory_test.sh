@@ -17,8 +17,11 @@ program="$1"
 if [[ "$program" == "--inside" ]]; then
   program="$2" address="$3" interface="$4" filter="$5"
   shift 5
-  # The namespace's own /sys, or /sys/class/net would show the host's interfaces.
+  # The namespace's own /sys, or /sys/class/net would show the host's interfaces. Its own /tmp
+  # too: X displays and wineserver sockets are found there, and other sessions of the machine
+  # must neither take this namespace's display nor meet its server.
   mount -t sysfs sysfs /sys || kt_die "could not mount the namespace's /sys"
+  mount -t tmpfs tmpfs /tmp || kt_die "could not mount the namespace's /tmp"
   ip link set lo up || kt_die "no loopback in the namespace"
   for link in "$@"; do
     name="${link%%=*}"
@@ -32,29 +35,37 @@ if [[ "$program" == "--inside" ]]; then
   mkdir -p "$KT_WINE_ROOT"
   kt_own_session "$KT_WINE_ROOT/session.log"
   KT_LAYOUT_ADDRESS="$address" KT_LAYOUT_INTERFACE="$interface" "$program" --gtest_filter="$filter"
-  exit $?
+  status=$?
+  if [[ $status -ne 0 ]]; then
+    echo "--- the application's log:"
+    cat "$WINEPREFIX/drive_c/ProgramData/KelvoTarnel/logs/app.log" 2>&1
+    echo "--- processes:"
+    ps -eo pid,etimes,args | grep -Ei 'wine|\.exe' | grep -v grep
+  fi
+  exit $status
 fi
 
 failed=0
-# layout NAME ADDRESS INTERFACE FILTER NAME=CIDR[,CIDR]...: links are made in the order given,
-# which is the order the adapters are listed in.
+# layout NAME SCREEN ADDRESS INTERFACE FILTER NAME=CIDR[,CIDR]...: links are made in the order
+# given, which is the order the adapters are listed in; SCREEN is the Xvfb screen of the session.
 layout() {
-  local name="$1"
-  shift
-  echo "=== layout: $name"
-  if ! unshare --net --mount --propagation private bash "${BASH_SOURCE[0]}" --inside "$program" "$@"; then
+  local name="$1" screen="$2"
+  shift 2
+  echo "=== layout: $name ($screen)"
+  if ! KT_XVFB_SCREEN="$screen" unshare --net --mount --propagation private \
+    bash "${BASH_SOURCE[0]}" --inside "$program" "$@"; then
     echo "=== layout $name FAILED"
     failed=1
   fi
 }
 
-layout "exclusion by name" 10.0.0.5 eth1 '*' \
+layout "exclusion by name" 1920x1080x24 10.0.0.5 eth1 '*' \
   vpn0=192.168.1.5/24 tap1=192.168.2.5/24 bluetooth0=192.168.3.5/24 eth1=10.0.0.5/24
-layout "private ranges outrank each other" 192.168.7.5 eth4 '*StartupReport*' \
+layout "private ranges outrank each other" 1600x900x24 192.168.7.5 eth4 '*StartupReport*' \
   eth1=203.0.113.5/24,172.15.0.5/16 eth2=172.31.0.5/16 eth3=10.1.0.5/16 eth4=192.168.7.5/24 \
   eth5=172.16.0.5/16
-layout "ten outranks one seventy-two" 10.1.0.5 eth3 '*StartupReport*' \
+layout "ten outranks one seventy-two" 1280x1024x24 10.1.0.5 eth3 '*StartupReport*' \
   eth1=172.20.0.5/16 eth2=203.0.113.9/24 eth3=10.1.0.5/16
-layout "the first of equals" 10.9.0.5 net9 '*StartupReport*' \
+layout "the first of equals" 1024x768x24 10.9.0.5 net9 '*StartupReport*' \
   net9=10.9.0.5/16 net1=10.1.0.5/16
 exit "$failed"
