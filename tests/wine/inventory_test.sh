@@ -40,7 +40,7 @@ if [[ "$program" == "--inside" ]]; then
     echo "--- the application's log:"
     cat "$WINEPREFIX/drive_c/ProgramData/KelvoTarnel/logs/app.log" 2>&1
     echo "--- processes:"
-    ps -eo pid,etimes,args | grep -Ei 'wine|\.exe' | grep -v grep
+    ps -eo pid,etimes,args | grep -E 'wineserver|\.exe( |$)' | grep -v grep
   fi
   exit $status
 fi
