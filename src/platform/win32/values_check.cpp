@@ -206,4 +206,8 @@ static_assert(kAfInet == AF_INET && kGaaFlagSkipAnycast == GAA_FLAG_SKIP_ANYCAST
               kIfTypeSoftwareLoopback == IF_TYPE_SOFTWARE_LOOPBACK &&
               kIfTypeIeee80211 == IF_TYPE_IEEE80211 && kIfTypeTunnel == IF_TYPE_TUNNEL);
 
+// Overlay windows.
+static_assert(kNullBrush == NULL_BRUSH && kSwShowNoActivate == SW_SHOWNOACTIVATE &&
+              kSwShowNormal == SW_SHOWNORMAL && kDtEditControl == DT_EDITCONTROL);
+
 }  // namespace platform
