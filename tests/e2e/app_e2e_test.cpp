@@ -377,6 +377,8 @@ TEST_F(AppTest, LogHoldsTheStartUpLinesInOrder) {
       "[FlutterWindow] RegisterPlugins done",
       "[FlutterWindow] Tray icon initialized",
       "[FlutterWindow] Device monitor initialized",
+      "[FlutterWindow] Overlay notification initialized",
+      "[FlutterWindow] Overlay notification channel registered",
       "[FlutterWindow] Window blocker initialized",
       "[FlutterWindow] Window blocker channel registered",
       "[FlutterWindow] System commands channel registered",
