@@ -69,6 +69,7 @@ void ShowMarquee(const std::u16string& title, const std::u16string& content,
   // The bar lies on the primary screen only.
   state.window = CreateOverlayWindow(0, 0, screenWidth, Px(40, ScreenScale()));
   if (!state.window) return;
+  ShowOverlayWindow(state.window);
   state.timer = platform::SetTimer(state.window, kMarqueeTimerId, kMarqueeTimerMilliseconds);
 }
 

@@ -55,12 +55,14 @@ platform::WindowHandle CreateOverlayWindow(int x, int y, int width, int height) 
       platform::kWsExLayered | platform::kWsExToolWindow | platform::kWsExTopmost,
       kOverlayWindowClass, u"", platform::kWsPopup, x, y, width, height, nullptr, nullptr,
       platform::GetModuleHandleW(nullptr), nullptr);
-  if (!window) return nullptr;
+  return window;
+}
+
+void ShowOverlayWindow(platform::WindowHandle window) {
   platform::SetLayeredWindowAttributes(window, 0, 255, platform::kLwaAlpha);
   // Never takes the focus from what the user is doing.
   platform::ShowWindow(window, platform::kSwShowNoActivate);
   platform::UpdateWindow(window);
-  return window;
 }
 
 std::intptr_t OverlayWindowProc(platform::WindowHandle window, unsigned message,

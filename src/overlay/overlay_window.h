@@ -30,6 +30,9 @@ Point ClickPointOf(std::intptr_t lParam);
 // Both edges of the box count as inside.
 bool ContainsInclusive(const Rect& box, Point point);
 
-// A borderless, topmost, layered tool window of the class, shown without activation and fully
-// opaque; null when it could not be made.
+// A borderless, topmost, layered tool window of the class, not yet shown; null when it could not
+// be made.
 platform::WindowHandle CreateOverlayWindow(int x, int y, int width, int height);
+// Fully opaque, shown without activation and painted at once. The caller stores the handle
+// first: the procedure paints only the windows it knows.
+void ShowOverlayWindow(platform::WindowHandle window);

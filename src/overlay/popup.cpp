@@ -46,6 +46,7 @@ void ShowPopupWindow() {
   const int y = (platform::GetSystemMetrics(platform::kSmCyScreen) - height) / 2;
   state.window = CreateOverlayWindow(x, y, width, height);
   if (!state.window) return;
+  ShowOverlayWindow(state.window);
   if (state.duration > 0) {
     state.timer =
         platform::SetTimer(state.window, kPopupTimerId, PopupTimerMilliseconds(state.duration));

@@ -104,6 +104,24 @@ TEST_F(OverlayWindows, ShowMarqueeOpensAnOpaqueTopmostBarWithoutTakingTheFocus) 
   EXPECT_EQ(state.position, 1920);
 }
 
+// UpdateWindow paints at once: by then the procedure must know the window, or it would leave the
+// first paint to DefWindowProcW and show nothing until the next invalidation.
+TEST_F(OverlayWindows, BothWindowsAreKnownBeforeTheyAreShownAndPainted) {
+  std::vector<std::string> unknown;
+  sim::SetDesktopCallHook([&](std::string_view call, WindowHandle window) {
+    if (call.rfind("ShowWindow", 0) != 0 && call.rfind("UpdateWindow", 0) != 0) return;
+    if (window != GetMarqueeState().window && window != GetPopupState().window) {
+      unknown.emplace_back(call);
+    }
+  });
+  ShowMarquee(u"", u"x", 1);
+  ShowPopup(u"", u"x", 1);
+  ShowFileOpenPrompt(u"", u"x", u"", 0);
+  sim::SetDesktopCallHook(nullptr);
+  EXPECT_EQ(unknown, std::vector<std::string>{});
+  EXPECT_EQ(sim::JournalEntries("UpdateWindow").size(), 3U);
+}
+
 TEST_F(OverlayWindows, MarqueeHeightFollowsTheScreenScale) {
   sim::SetScreenDpi(144);
   ShowMarquee(u"", u"", 1);
