@@ -16,17 +16,9 @@ constexpr paint::Color kDiscColor{66, 133, 244};
 constexpr paint::Color kButtonFill{245, 245, 245};
 constexpr paint::Color kButtonOutline{180, 180, 180};
 constexpr paint::Color kCrossColor{60, 60, 60};
-constexpr std::uint32_t kCentredLine =
-    paint::kTextCenter | paint::kTextVCenter | paint::kTextSingleLine;
 
 constexpr std::size_t kTextFont = 0;
 constexpr std::size_t kCrossFont = 1;
-
-Rect ClientRectOf(platform::WindowHandle window) {
-  Rect client;
-  if (!platform::GetClientRect(window, &client)) return {};
-  return client;
-}
 
 // 0 when it cannot be measured: the text then counts as gone once the position passes 0.
 int MeasureText(platform::WindowHandle window, const std::u16string& text, double scale) {
@@ -100,7 +92,7 @@ MarqueeTick AdvanceMarquee(MarqueeState& state, int step, int textWidth, int scr
 
 void MarqueeTimerStep(platform::WindowHandle window) {
   MarqueeState& state = GetMarqueeState();
-  const double scale = WindowScale(window, ClientRectOf(window), false);
+  const double scale = WindowScale(window, OverlayClientRect(window), false);
   const int step = Px(3, scale);
   const int width = MeasureText(window, state.text, scale);
   if (AdvanceMarquee(state, step, width, platform::GetSystemMetrics(platform::kSmCxScreen)) ==
@@ -165,7 +157,7 @@ paint::Plan PlanMarqueePaint(const MarqueePaintInput& input) {
 }
 
 paint::Plan PlanMarqueeWindowPaint(platform::WindowHandle window) {
-  const Rect client = ClientRectOf(window);
+  const Rect client = OverlayClientRect(window);
   const MarqueeState& state = GetMarqueeState();
   return PlanMarqueePaint({{client.Width(), client.Height()},
                            WindowScale(window, client, false),
@@ -178,7 +170,7 @@ void PaintMarquee(platform::WindowHandle window) {
 }
 
 void ClickMarquee(platform::WindowHandle window, std::intptr_t lParam) {
-  const Rect client = ClientRectOf(window);
+  const Rect client = OverlayClientRect(window);
   if (MarqueeCloseButtonHit(client.Width(), WindowScale(window, client, false),
                             ClickPointOf(lParam))) {
     platform::PostMessageW(window, platform::kWmClose, 0, 0);

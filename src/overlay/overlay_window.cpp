@@ -40,6 +40,12 @@ void ShutdownOverlay() {
   classRegistered = false;
 }
 
+Rect OverlayClientRect(platform::WindowHandle window) {
+  Rect client;
+  if (!platform::GetClientRect(window, &client)) return {};
+  return client;
+}
+
 Point ClickPointOf(std::intptr_t lParam) {
   const auto bits = static_cast<std::uintptr_t>(lParam);
   return {static_cast<std::int32_t>(bits & 0xFFFF),

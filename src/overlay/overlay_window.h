@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "base/geometry.h"
+#include "paint/paint_plan.h"
 #include "platform/handles.h"
 
 inline constexpr std::u16string_view kOverlayWindowClass = u"KelvoTarnel_MarqueeNotification";
@@ -23,6 +24,13 @@ void ShutdownOverlay();
 // popup; everything else, and any window that is neither, goes to DefWindowProcW.
 std::intptr_t OverlayWindowProc(platform::WindowHandle window, unsigned message,
                                 std::uintptr_t wParam, std::intptr_t lParam);
+
+// The "!", the "X" and the prompt buttons' texts: one line centred in its box.
+inline constexpr std::uint32_t kCentredLine =
+    paint::kTextCenter | paint::kTextVCenter | paint::kTextSingleLine;
+
+// The client rectangle; empty for a window that is gone.
+Rect OverlayClientRect(platform::WindowHandle window);
 
 // WM_LBUTTONDOWN's client point: both words unsigned.
 Point ClickPointOf(std::intptr_t lParam);

@@ -24,18 +24,10 @@ constexpr paint::Color kOpenFill{255, 224, 130};
 constexpr paint::Color kLaterFill{255, 253, 230};
 constexpr paint::Color kLaterOutline{203, 189, 110};
 constexpr paint::Color kButtonInk{35, 35, 35};
-constexpr std::uint32_t kCentredLine =
-    paint::kTextCenter | paint::kTextVCenter | paint::kTextSingleLine;
 
 constexpr std::size_t kTitleFont = 0;
 constexpr std::size_t kCrossFont = 1;
 constexpr std::size_t kBodyFont = 2;
-
-Rect ClientRectOf(platform::WindowHandle window) {
-  Rect client;
-  if (!platform::GetClientRect(window, &client)) return {};
-  return client;
-}
 
 void ShowPopupWindow() {
   PopupState& state = GetPopupState();
@@ -202,7 +194,7 @@ paint::Plan PlanPopupPaint(const PopupPaintInput& input) {
 }
 
 paint::Plan PlanPopupWindowPaint(platform::WindowHandle window) {
-  const Rect client = ClientRectOf(window);
+  const Rect client = OverlayClientRect(window);
   const PopupState& state = GetPopupState();
   const OverlayStrings& strings = GetOverlayStrings();
   return PlanPopupPaint({{client.Width(), client.Height()},
@@ -220,7 +212,7 @@ void PaintPopup(platform::WindowHandle window) {
 
 void ClickPopup(platform::WindowHandle window, std::intptr_t lParam) {
   const PopupState& state = GetPopupState();
-  const Rect client = ClientRectOf(window);
+  const Rect client = OverlayClientRect(window);
   const PopupHit hit =
       HitTestPopup({client.Width(), client.Height()}, WindowScale(window, client, true),
                    state.isFilePrompt, ClickPointOf(lParam));
