@@ -39,6 +39,27 @@ void SleepDelay(unsigned milliseconds) {
   if (milliseconds != 0) ::platform::Sleep(milliseconds);
 }
 
+// Set while this thread is a worker inside the engine's gate: an end of super block found
+// there cannot wait for the gate that its own thread holds.
+thread_local bool insideWorkerSection = false;
+
+class WorkerSection {
+ public:
+  explicit WorkerSection(std::shared_mutex& gate) : lock(gate) { insideWorkerSection = true; }
+  ~WorkerSection() { insideWorkerSection = false; }
+  WorkerSection(const WorkerSection&) = delete;
+  WorkerSection& operator=(const WorkerSection&) = delete;
+
+ private:
+  std::shared_lock<std::shared_mutex> lock;
+};
+
+// Taken around a change of state that a restore follows; a no-op inside a worker.
+std::unique_lock<std::shared_mutex> CloseGate(std::shared_mutex& gate) {
+  if (insideWorkerSection) return {};
+  return std::unique_lock(gate);
+}
+
 }  // namespace
 
 WindowBlocker& WindowBlocker::Instance() {
@@ -63,6 +84,7 @@ void WindowBlocker::WinEventCallback(platform::WinEventHookHandle hook, std::uin
 void WindowBlocker::EventRescanThread(WindowHandle window, bool hideOnly) {
   for (const unsigned delay : kRescanDelaysMs) {
     SleepDelay(delay);
+    const WorkerSection section(workerGate);
     if (!running.load() || stopRequested.load()) return;
     if (!platform::IsWindow(window)) return;
     if (EvaluateWindow(window, CurrentTimeMs(), false, false, hideOnly)) return;
@@ -167,10 +189,22 @@ bool WindowBlocker::HideWindow(WindowHandle window, const std::string& ruleId) {
     done = platform::SetWindowPos(window, nullptr, 0, 0, 0, 0, kSwpHideFlags);
   }
   // ShowWindowAsync does not wait, so the window may still look visible here; the re-hide
-  // worker records it in its group on a later pass.
-  if (platform::IsWindow(window) && !platform::IsWindowVisible(window) && !ruleId.empty()) {
+  // worker moves it to its group on a later pass. Until then it is kept as asked to hide, so
+  // that a restore in between gives it back too.
+  const bool alive = platform::IsWindow(window);
+  const bool seenHidden = alive && !platform::IsWindowVisible(window);
+  if (alive && !ruleId.empty() && (seenHidden || done)) {
     std::lock_guard guard(mutex);
-    hiddenByRule[ruleId].insert(window);
+    if (seenHidden) {
+      hiddenByRule[ruleId].insert(window);
+      const auto requested = hideRequestedByRule.find(ruleId);
+      if (requested != hideRequestedByRule.end()) {
+        requested->second.erase(window);
+        if (requested->second.empty()) hideRequestedByRule.erase(requested);
+      }
+    } else {
+      hideRequestedByRule[ruleId].insert(window);
+    }
   }
   if (done) return true;
   if (!platform::IsWindow(window)) return true;
@@ -180,9 +214,12 @@ bool WindowBlocker::HideWindow(WindowHandle window, const std::string& ruleId) {
 void WindowBlocker::RehideThread(WindowHandle window, const std::string& ruleId) {
   for (const unsigned delay : kRehideDelaysMs) {
     SleepDelay(delay);
+    const WorkerSection section(workerGate);
     if (!running.load() || stopRequested.load()) return;
     if (!platform::IsWindow(window)) return;
     if (!IsHideRuleActive(ruleId)) return;
+    // Rule mode off gave the rules' windows back; hiding them again would undo that.
+    if (ruleId != SuperBlockRuleId && !enabled.load()) return;
     // Goes on after the window is hidden: some programs show their pop-up again at once.
     HideWindow(window, ruleId);
   }
@@ -286,8 +323,11 @@ bool WindowBlocker::IsSuperBlockTarget(const WindowFacts& facts) {
 }
 
 void WindowBlocker::EndSuperBlock() {
-  superEnabled.store(false);
-  superEndTimeMs.store(0);
+  {
+    const auto gate = CloseGate(workerGate);
+    superEnabled.store(false);
+    superEndTimeMs.store(0);
+  }
   RestoreHiddenForRule(std::string(SuperBlockRuleId));
   std::lock_guard guard(mutex);
   superWhitelistPaths.clear();
@@ -303,50 +343,58 @@ void WindowBlocker::RestoreWindow(WindowHandle window) {
   platform::SetWindowPos(window, nullptr, 0, 0, 0, 0, kSwpShowFlags);
 }
 
+std::vector<WindowHandle> WindowBlocker::TakeHiddenLocked(
+    const std::function<bool(const std::string&)>& take) {
+  std::vector<WindowHandle> windows;
+  for (auto* groups : {&hiddenByRule, &hideRequestedByRule}) {
+    for (auto it = groups->begin(); it != groups->end();) {
+      if (!take(it->first)) {
+        ++it;
+        continue;
+      }
+      windows.insert(windows.end(), it->second.begin(), it->second.end());
+      it = groups->erase(it);
+    }
+  }
+  return windows;
+}
+
 void WindowBlocker::RestoreHiddenForRule(const std::string& ruleId) {
   if (ruleId.empty()) return;
-  std::unordered_set<WindowHandle> group;
+  std::vector<WindowHandle> windows;
   {
     std::lock_guard guard(mutex);
-    const auto it = hiddenByRule.find(ruleId);
-    if (it == hiddenByRule.end()) return;
-    group = std::move(it->second);
-    hiddenByRule.erase(it);
+    windows = TakeHiddenLocked([&](const std::string& id) { return id == ruleId; });
   }
-  for (const WindowHandle window : group) RestoreWindow(window);
+  for (const WindowHandle window : windows) RestoreWindow(window);
 }
 
 void WindowBlocker::RestoreHiddenExcept(const std::unordered_set<std::string>& keep) {
   std::vector<WindowHandle> windows;
   {
     std::lock_guard guard(mutex);
-    for (auto it = hiddenByRule.begin(); it != hiddenByRule.end();) {
-      if (keep.count(it->first) != 0) {
-        ++it;
-        continue;
-      }
-      windows.insert(windows.end(), it->second.begin(), it->second.end());
-      it = hiddenByRule.erase(it);
-    }
+    windows = TakeHiddenLocked([&](const std::string& id) { return keep.count(id) == 0; });
   }
   for (const WindowHandle window : windows) RestoreWindow(window);
 }
 
 void WindowBlocker::RestoreAllHidden() {
-  std::unordered_map<std::string, std::unordered_set<WindowHandle>> all;
+  std::vector<WindowHandle> windows;
   {
     std::lock_guard guard(mutex);
-    all.swap(hiddenByRule);
+    windows = TakeHiddenLocked([](const std::string&) { return true; });
   }
-  for (const auto& [ruleId, group] : all) {
-    for (const WindowHandle window : group) RestoreWindow(window);
-  }
+  for (const WindowHandle window : windows) RestoreWindow(window);
 }
 
 // ---- Mode changes ----
 
 void WindowBlocker::SetEnabled(bool value) {
-  const bool was = enabled.exchange(value);
+  bool was = false;
+  {
+    const auto gate = CloseGate(workerGate);
+    was = enabled.exchange(value);
+  }
   // Super block's windows come back too; the mode itself stays on and hides again at the next
   // event.
   if (was && !value) RestoreAllHidden();
@@ -365,6 +413,7 @@ void WindowBlocker::ReplaceRules(const std::vector<WindowBlockRule>& newRules) {
     }
   }
   {
+    const auto gate = CloseGate(workerGate);
     std::lock_guard guard(mutex);
     rules = newRules;
     // A new rule list deserves a fresh log of what it does.
@@ -453,13 +502,18 @@ void WindowBlocker::HookThreadMain() {
 
 void WindowBlocker::StopMonitoring() {
   if (!running.load()) return;
-  stopRequested.store(true);
+  {
+    const auto gate = CloseGate(workerGate);
+    stopRequested.store(true);
+  }
   const std::uint32_t threadId = hookThreadId.load();
   if (threadId != 0) platform::PostThreadMessageW(threadId, platform::kWmQuit, 0, 0);
   // join raises resource_deadlock_would_occur when called from the hook thread itself.
   if (hookThread.joinable()) hookThread.join();
   running.store(false);
   hookThreadId.store(0);
+  // Nothing re-hides them once monitoring stops, so none may stay hidden for good.
+  RestoreAllHidden();
 }
 
 void WindowBlocker::ShutdownBlocker() {
@@ -474,6 +528,7 @@ void WindowBlocker::ShutdownBlocker() {
   candidateOrder.clear();
   lastLogTimes.clear();
   hiddenByRule.clear();
+  hideRequestedByRule.clear();
   blockedLogs.clear();
   rules.clear();
   superWhitelistPaths.clear();

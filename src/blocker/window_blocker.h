@@ -7,7 +7,9 @@
 #include <atomic>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <mutex>
+#include <shared_mutex>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -103,6 +105,8 @@ class WindowBlocker {
   void RestoreHiddenExcept(const std::unordered_set<std::string>& keep);
   void RestoreAllHidden();
   static void RestoreWindow(WindowHandle window);
+  // Moves every group whose rule id `take` accepts out of both hide maps.
+  std::vector<WindowHandle> TakeHiddenLocked(const std::function<bool(const std::string&)>& take);
 
   // Both run with `mutex` held.
   bool TakeLogSlotLocked(const WindowFacts& facts, std::int64_t nowMs);
@@ -119,11 +123,19 @@ class WindowBlocker {
   std::atomic<bool> stopRequested{false};
   std::atomic<std::uint32_t> hookThreadId{0};
   std::thread hookThread;
+  // Workers hold it shared from their look at the engine's state until their action is
+  // recorded; whatever is followed by a restore (stop, rule mode off, new rules, the end of
+  // super block) changes that state holding it alone, so that no worker can hide a window
+  // after the restore has passed it by.
+  std::shared_mutex workerGate;
 
   std::mutex mutex;
   std::unordered_map<WindowHandle, WindowFacts> candidates;
   std::unordered_map<WindowHandle, std::int64_t> lastLogTimes;
   std::unordered_map<std::string, std::unordered_set<WindowHandle>> hiddenByRule;
+  // Windows asked to hide that did not yet look hidden (ShowWindowAsync does not wait): not
+  // counted as hidden, but given back with their rule's group all the same.
+  std::unordered_map<std::string, std::unordered_set<WindowHandle>> hideRequestedByRule;
   std::deque<WindowHandle> candidateOrder;
   std::deque<BlockLogEntry> blockedLogs;
   std::vector<WindowBlockRule> rules;

@@ -28,7 +28,10 @@ std::vector<std::u16string> ReadWhitelist(const EncodableMap& map) {
   const auto* list = value ? std::get_if<EncodableList>(value) : nullptr;
   if (!list) return paths;
   for (const EncodableValue& element : *list) {
-    if (const auto* text = std::get_if<std::string>(&element)) paths.push_back(Utf8ToWide(*text));
+    // Ends at an embedded NUL, as every other text read from the channel does.
+    if (const auto* text = std::get_if<std::string>(&element)) {
+      paths.push_back(Utf8ToWide(std::string_view(text->c_str())));
+    }
   }
   return paths;
 }

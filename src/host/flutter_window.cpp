@@ -169,6 +169,9 @@ std::intptr_t FlutterWindow::ShowTrayMenu(platform::WindowHandle window) {
   } else if (command == kMenuExit) {
     // Process end is the clean-up; OnDestroy does not run on this path.
     RemoveTrayIcon();
+    for (const WindowModule& module : WindowModules()) {
+      if (module.stopsBeforeExit && module.stop) module.stop(*this);
+    }
     platform::ExitProcess(0);
   }
   return 0;

@@ -65,7 +65,9 @@ constexpr WindowModule kWindowModules[] = {
                   u"Window blocker channel registered", u"",
                   u"Window blocker channel registration failed"}}},
      .channel = product::kWindowBlockerChannel,
-     .stop = [](FlutterWindow&) { blocker::WindowBlocker::Instance().ShutdownBlocker(); }},
+     .stop = [](FlutterWindow&) { blocker::WindowBlocker::Instance().ShutdownBlocker(); },
+     // Hidden windows would stay hidden after the process is gone.
+     .stopsBeforeExit = true},
     // Nothing arrives on this channel once the engine is gone, so it stays until the window
     // object goes.
     {.stages = {{{[](FlutterWindow& window) {

@@ -31,6 +31,9 @@ struct WindowModule {
   // OnDestroy, after the channels, in row order. It also runs once before OnCreate with nothing
   // started, so it must do no harm then.
   void (*stop)(FlutterWindow& window) = nullptr;
+  // The tray's exit item ends the process without OnDestroy; a module whose stop leaves
+  // something behind that the process end would not undo runs its stop there too.
+  bool stopsBeforeExit = false;
   // A window message the module answers, once the view has been offered it and declined.
   unsigned message = 0;
   std::intptr_t (*onMessage)(platform::WindowHandle window, std::uintptr_t wParam,

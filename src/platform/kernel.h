@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/handles.h"
 
@@ -98,6 +99,14 @@ bool LookupPrivilegeValueW(std::u16string_view name, Luid* luid);
 // GetLastError tells that afterwards (kErrorNotAllAssigned).
 bool AdjustTokenPrivileges(KernelHandle token, const Luid& privilege, std::uint32_t attributes);
 
+// The groups of GetTokenInformation(TokenGroups), each SID as ConvertSidToStringSidW gives it.
+inline constexpr std::uint32_t kSeGroupLogonId = 0xC0000000;
+struct TokenGroup {
+  std::u16string sid;
+  std::uint32_t attributes = 0;
+};
+bool GetTokenGroups(KernelHandle token, std::vector<TokenGroup>* groups);
+
 // ---- Modules ----
 // The executable's module for a null name.
 ModuleHandle GetModuleHandleW(const char16_t* name);
@@ -120,6 +129,8 @@ inline constexpr std::uint32_t kPipeAccessInbound = 1;
 inline constexpr std::uint32_t kPipeTypeMessage = 4;
 inline constexpr std::uint32_t kPipeReadmodeMessage = 2;
 inline constexpr std::uint32_t kPipeUnlimitedInstances = 255;
+inline constexpr std::uint32_t kPipeRejectRemoteClients = 8;
+inline constexpr std::uint32_t kFileFlagOverlapped = 0x40000000;
 
 // CreateFileW(name, access, share, no security, disposition, attributes, no template); {} on
 // failure.
@@ -127,6 +138,10 @@ KernelHandle CreateFileW(std::u16string_view name, std::uint32_t desiredAccess,
                          std::uint32_t shareMode, std::uint32_t creationDisposition,
                          std::uint32_t flagsAndAttributes);
 bool ReadFile(KernelHandle file, void* buffer, std::uint32_t size, std::uint32_t* read);
+// ReadFile on a handle opened with kFileFlagOverlapped, waited for at most `timeoutMs` and
+// cancelled after that: false with kErrorOperationAborted then.
+bool ReadFile(KernelHandle file, void* buffer, std::uint32_t size, std::uint32_t* read,
+              std::uint32_t timeoutMs);
 bool WriteFile(KernelHandle file, const void* buffer, std::uint32_t size, std::uint32_t* written);
 // False for an existing directory or a missing parent.
 bool CreateDirectoryW(std::u16string_view path);
@@ -136,8 +151,14 @@ KernelHandle CreateNamedPipeW(std::u16string_view name, std::uint32_t openMode,
                               std::uint32_t pipeMode, std::uint32_t maxInstances,
                               std::uint32_t outBufferSize, std::uint32_t inBufferSize,
                               std::uint32_t defaultTimeout);
-// Without overlapping: blocks until a client comes. False with kErrorPipeConnected when the
-// client came before the call.
+// The same with the security of an SDDL text (ConvertStringSecurityDescriptorToSecurity-
+// DescriptorW); {} with its error when the text is refused.
+KernelHandle CreateNamedPipeW(std::u16string_view name, std::uint32_t openMode,
+                              std::uint32_t pipeMode, std::uint32_t maxInstances,
+                              std::uint32_t outBufferSize, std::uint32_t inBufferSize,
+                              std::uint32_t defaultTimeout, std::u16string_view securitySddl);
+// Blocks until a client comes, on an overlapped handle as well. False with kErrorPipeConnected
+// when the client came before the call.
 bool ConnectNamedPipe(KernelHandle pipe);
 bool FlushFileBuffers(KernelHandle file);
 bool DisconnectNamedPipe(KernelHandle pipe);

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "app/app_log.h"
 #include "app/product.h"
@@ -40,6 +41,13 @@ constexpr std::uint32_t kNoSharing = 0;
 constexpr std::uint32_t kPipeMessageReadWait =
     platform::kPipeTypeMessage | platform::kPipeReadmodeMessage;
 static_assert(kPipeMessageReadWait == 6);
+// Only this machine may knock, and (by the pipe's security) only this logon session.
+constexpr std::uint32_t kPipeMode = kPipeMessageReadWait | platform::kPipeRejectRemoteClients;
+// Overlapped, so that a client that connects and never writes cannot hold the one server
+// instance: its read gives up after this wait.
+constexpr std::uint32_t kPipeOpenMode =
+    platform::kPipeAccessInbound | platform::kFileFlagOverlapped;
+constexpr std::uint32_t kPipeReadWaitMs = 1000;
 constexpr std::uint32_t kPipeBufferSize = 64;
 constexpr std::uint32_t kPipeDefaultTimeout = 0;
 constexpr std::uint32_t kPipeReadCapacity = 64;
@@ -276,11 +284,35 @@ std::optional<int> ActivateRunningInstance(UniqueKernelHandle& mutex) {
   return std::nullopt;
 }
 
+std::u16string ActivationPipeSecurity() {
+  KernelHandle token{};
+  if (!platform::OpenProcessToken(platform::GetCurrentProcess(), platform::kTokenQuery, &token)) {
+    return {};
+  }
+  const UniqueKernelHandle owned(token);
+  std::vector<platform::TokenGroup> groups;
+  if (!platform::GetTokenGroups(token, &groups)) return {};
+  for (const platform::TokenGroup& group : groups) {
+    if ((group.attributes & platform::kSeGroupLogonId) == platform::kSeGroupLogonId) {
+      // Protected, so that nothing inherited widens it: all access for the session, none else.
+      return u"D:P(A;;GA;;;" + group.sid + u")";
+    }
+  }
+  return {};
+}
+
 void ActivationPipeServerThread() {
+  const std::u16string security = ActivationPipeSecurity();
   while (!activationPipeStopFlag.load()) {
-    const UniqueKernelHandle pipe(platform::CreateNamedPipeW(
-        kActivationPipeName, platform::kPipeAccessInbound, kPipeMessageReadWait,
-        platform::kPipeUnlimitedInstances, kPipeBufferSize, kPipeBufferSize, kPipeDefaultTimeout));
+    // Without a logon session to name, the pipe keeps the default security of the account.
+    const UniqueKernelHandle pipe(
+        security.empty()
+            ? platform::CreateNamedPipeW(kActivationPipeName, kPipeOpenMode, kPipeMode,
+                                         platform::kPipeUnlimitedInstances, kPipeBufferSize,
+                                         kPipeBufferSize, kPipeDefaultTimeout)
+            : platform::CreateNamedPipeW(kActivationPipeName, kPipeOpenMode, kPipeMode,
+                                         platform::kPipeUnlimitedInstances, kPipeBufferSize,
+                                         kPipeBufferSize, kPipeDefaultTimeout, security));
     if (!pipe) {
       platform::Sleep(kPipeCreateRetryMs);
       continue;
@@ -293,7 +325,7 @@ void ActivationPipeServerThread() {
     std::uint32_t read = 0;
     // Only posted: the window is shown on the main thread, which owns it. A longer message fails
     // the read.
-    if (platform::ReadFile(pipe.get(), payload, kPipeReadCapacity, &read) &&
+    if (platform::ReadFile(pipe.get(), payload, kPipeReadCapacity, &read, kPipeReadWaitMs) &&
         IsShowRequest(std::string_view(payload, read))) {
       PostShowWindow();
     }

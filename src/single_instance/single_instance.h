@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "platform/owners.h"
@@ -47,5 +48,8 @@ bool ForceForegroundWindow(platform::WindowHandle window);
 
 // Serves the activation pipe until activationPipeStopFlag is set.
 void ActivationPipeServerThread();
+// The pipe's security as SDDL: all access for this process's logon session and nobody else;
+// empty when the token names no logon session.
+std::u16string ActivationPipeSecurity();
 // Whether a payload read from the pipe asks for the window.
 bool IsShowRequest(std::string_view payload);

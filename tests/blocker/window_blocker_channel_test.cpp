@@ -391,6 +391,21 @@ TEST_F(WindowBlockerChannelTest, SuperBlockWhitelistSparesListedPathsAndSkipsNon
   EXPECT_TRUE(Visible(notes));
 }
 
+TEST_F(WindowBlockerChannelTest, SuperBlockWhitelistPathEndsAtAnEmbeddedZero) {
+  const WindowHandle notes = sim::AddDesktopWindow(PopupWindow(kNotesPid, u"Notes"));
+  const WindowHandle ad = sim::AddDesktopWindow(PopupWindow(kAdPid));
+  const std::string withZero =
+      std::string("D:\\Tools\\notes.exe") + '\0' + "C:\\Apps\\AdTool\\adpop.exe";
+  ASSERT_TRUE(SendBool("setSuperBlock",
+                       SuperArguments(EncodableValue(std::int64_t{0}),
+                                      EncodableValue(EncodableList{EncodableValue(withZero)}))));
+  EXPECT_EQ(blocker::WindowBlocker::Instance().GetSnapshotData().superWhitelistPaths,
+            std::vector<std::u16string>{u"d:\\tools\\notes.exe"});
+  EXPECT_TRUE(SendBool("applyRulesToExistingWindows"));
+  EXPECT_TRUE(Visible(notes));
+  EXPECT_FALSE(Visible(ad));  // the text behind the zero named no program
+}
+
 TEST_F(WindowBlockerChannelTest, SuperBlockWhitelistThatIsNoListCountsAsEmpty) {
   const WindowHandle notes = sim::AddDesktopWindow(PopupWindow(kNotesPid, u"Notes"));
   ASSERT_TRUE(SendBool("setSuperBlock", SuperArguments(EncodableValue(std::int64_t{0}),

@@ -599,6 +599,7 @@ TEST_F(WindowBlockerTest, CloseGivesFalseWhenBothPostsFailOrTheWindowWasNeverThe
 TEST_F(WindowBlockerTest, RehideRepeatsOnTheSimulatedClockAndPutsBackAShownWindow) {
   const WindowHandle w = sim::AddDesktopWindow(PopupWindow());
   Engine().ReplaceRules({Rule("r1", u"adpop", "hide")});
+  Engine().SetEnabled(true);  // rule mode off would end the re-hides
   StartHook();
   // The program shows its pop-up again after the first 10 ms.
   sim::SetSleepHook([w](unsigned ms) {
@@ -616,6 +617,7 @@ TEST_F(WindowBlockerTest, RehideRepeatsOnTheSimulatedClockAndPutsBackAShownWindo
 TEST_F(WindowBlockerTest, RehideEndsWhenItsRuleIsNoLongerAnActiveHideRule) {
   const WindowHandle w = sim::AddDesktopWindow(PopupWindow());
   Engine().ReplaceRules({Rule("r1", u"adpop", "hide")});
+  Engine().SetEnabled(true);  // rule mode off would end the re-hides
   StartHook();
   sim::SetSleepHook([](unsigned ms) {
     if (ms == 80) Engine().ReplaceRules({Rule("r1", u"adpop", "close")});
@@ -804,7 +806,7 @@ TEST_F(WindowBlockerTest, BlockWindowNowRefusesSystemProcessesAndGoneWindows) {
 
 // ---- Lifecycle ----
 
-TEST_F(WindowBlockerTest, AfterStopMonitoringHiddenWindowsStayHiddenAfterShutdownTheyAreShown) {
+TEST_F(WindowBlockerTest, StopMonitoringShowsHiddenWindowsAndKeepsRulesShutdownClearsAll) {
   const WindowHandle w = sim::AddDesktopWindow(PopupWindow());
   Engine().ReplaceRules({Rule("ads", u"adpop", "hide")});
   Engine().SetEnabled(true);
@@ -812,7 +814,8 @@ TEST_F(WindowBlockerTest, AfterStopMonitoringHiddenWindowsStayHiddenAfterShutdow
   Fire(sim::kEventObjectShow, w);
   ASSERT_FALSE(Visible(w));
   Engine().StopMonitoring();
-  EXPECT_FALSE(Visible(w));
+  EXPECT_TRUE(Visible(w));
+  EXPECT_EQ(Engine().GetSnapshotData().hiddenWindowCount, 0u);
   EXPECT_EQ(Engine().GetSnapshotData().rules.size(), 1u);
   Engine().ShutdownBlocker();
   EXPECT_TRUE(Visible(w));
@@ -820,6 +823,75 @@ TEST_F(WindowBlockerTest, AfterStopMonitoringHiddenWindowsStayHiddenAfterShutdow
   EXPECT_TRUE(snapshot.rules.empty());
   EXPECT_TRUE(snapshot.blockedLogs.empty());
   EXPECT_TRUE(snapshot.enabled);  // the one thing that survives
+}
+
+// ---- The gap before the first re-hide pass ----
+
+class HideGapTest : public WindowBlockerTest {
+ protected:
+  // A window whose hide is asked for but not yet carried out, as ShowWindowAsync leaves it
+  // while its owner is busy, with the re-hide worker not yet run.
+  WindowHandle HideInTheGap(const std::string& ruleId = "ads") {
+    const WindowHandle w = sim::AddDesktopWindow(PopupWindow());
+    sim::SetWindowDefersAsyncShow(w, true);
+    Engine().ReplaceRules({Rule(ruleId, u"adpop", "hide")});
+    Engine().SetEnabled(true);
+    StartHook();
+    sim::SetHoldThreads(true);
+    EXPECT_TRUE(Engine().EvaluateWindow(w, CurrentTimeMs(), false, false, false));
+    EXPECT_TRUE(Visible(w));
+    EXPECT_EQ(Engine().GetSnapshotData().hiddenWindowCount, 0u);  // not seen hidden yet
+    EXPECT_EQ(sim::PendingThreadCount(), 1);
+    return w;
+  }
+
+  // The owner catches up, then the re-hide worker runs its course.
+  static void CatchUp(WindowHandle w) {
+    sim::ApplyDeferredShows(w);
+    sim::SetHoldThreads(false);
+    sim::RunPendingThreads();
+    Settle();
+  }
+};
+
+TEST_F(HideGapTest, WindowHiddenBeforeItsRehidePassIsGivenBackByStopMonitoring) {
+  const WindowHandle w = HideInTheGap();
+  Engine().StopMonitoring();
+  CatchUp(w);
+  EXPECT_TRUE(Visible(w));
+  EXPECT_EQ(CountCalls("ShowWindowAsync w1 8"), 1);
+}
+
+TEST_F(HideGapTest, WindowHiddenBeforeItsRehidePassIsGivenBackByShutdown) {
+  const WindowHandle w = HideInTheGap();
+  Engine().ShutdownBlocker();
+  CatchUp(w);
+  EXPECT_TRUE(Visible(w));
+}
+
+TEST_F(HideGapTest, WindowHiddenBeforeItsRehidePassIsGivenBackWhenRuleModeGoesOff) {
+  const WindowHandle w = HideInTheGap();
+  Engine().SetEnabled(false);
+  CatchUp(w);
+  EXPECT_TRUE(Visible(w));
+  EXPECT_EQ(CountCalls("ShowWindowAsync w1 0"), 1);  // the worker does not hide it again
+}
+
+TEST_F(HideGapTest, WindowHiddenBeforeItsRehidePassIsGivenBackWhenItsRuleGoes) {
+  const WindowHandle w = HideInTheGap();
+  Engine().ReplaceRules({});
+  CatchUp(w);
+  EXPECT_TRUE(Visible(w));
+  EXPECT_EQ(Engine().GetSnapshotData().hiddenWindowCount, 0u);
+}
+
+TEST_F(HideGapTest, WindowHiddenBeforeItsRehidePassStaysHiddenWhileItsRuleStands) {
+  const WindowHandle w = HideInTheGap();
+  Engine().ReplaceRules({Rule("ads", u"adpop", "hide")});
+  CatchUp(w);
+  EXPECT_FALSE(Visible(w));
+  // The re-hide worker's first pass finds it hidden and counts it.
+  EXPECT_EQ(Engine().GetSnapshotData().hiddenWindowCount, 1u);
 }
 
 TEST_F(WindowBlockerTest, ShutdownClearsSuperBlockAndItsCount) {
@@ -833,6 +905,111 @@ TEST_F(WindowBlockerTest, ShutdownClearsSuperBlockAndItsCount) {
   EXPECT_EQ(snapshot.superBlockedCount, 0);
   EXPECT_TRUE(snapshot.superWhitelistPaths.empty());
   EXPECT_TRUE(Visible(w));
+}
+
+TEST_F(WindowBlockerTest, RefusedWinEventHooksLeaveTheLoopRunningAndMonitoringOn) {
+  sim::SetWinEventHooksFail(true);
+  EXPECT_TRUE(Engine().StartMonitoring());
+  sim::WaitForThreadInGetMessage();
+  EXPECT_EQ(CountCallsStarting("SetWinEventHook"), 2);
+  EXPECT_EQ(sim::ActiveWinEventHooks(), 0);
+  EXPECT_TRUE(Engine().IsRunning());
+  EXPECT_TRUE(Engine().GetSnapshotData().running);
+  Engine().StopMonitoring();
+  EXPECT_FALSE(Engine().IsRunning());
+  EXPECT_EQ(CountCallsStarting("UnhookWinEvent"), 0);  // nothing to take off
+}
+
+TEST_F(WindowBlockerTest, TwoRulesWithOneIdShareOneHideGroup) {
+  const WindowHandle ad = sim::AddDesktopWindow(PopupWindow());
+  const WindowHandle notes = sim::AddDesktopWindow(PopupWindow(kNotesPid, u"Notes"));
+  Engine().ReplaceRules({Rule("twin", u"adpop", "hide"), Rule("twin", u"notes", "hide")});
+  Engine().SetEnabled(true);
+  StartHook();
+  Fire(sim::kEventObjectShow, ad);
+  Fire(sim::kEventObjectShow, notes);
+  ASSERT_FALSE(Visible(ad));
+  ASSERT_FALSE(Visible(notes));
+  EXPECT_EQ(Engine().GetSnapshotData().hiddenWindowCount, 2u);
+  // One of the two goes, the id stays: the group stays, both windows with it.
+  Engine().ReplaceRules({Rule("twin", u"notes", "hide")});
+  EXPECT_FALSE(Visible(ad));
+  EXPECT_FALSE(Visible(notes));
+  // The id goes: the whole group comes back at once.
+  Engine().ReplaceRules({});
+  EXPECT_TRUE(Visible(ad));
+  EXPECT_TRUE(Visible(notes));
+}
+
+TEST_F(WindowBlockerTest, UserRuleWithSuperBlocksIdSharesItsGroup) {
+  const WindowHandle ad = sim::AddDesktopWindow(PopupWindow());
+  Engine().ReplaceRules({Rule(kSuper, u"adpop", "hide")});
+  Engine().SetEnabled(true);
+  StartHook();
+  Fire(sim::kEventObjectShow, ad);
+  ASSERT_FALSE(Visible(ad));
+  // Turning super block off restores its group, which holds the rule's window too.
+  Engine().SetSuperBlock(false, 0, {});
+  EXPECT_TRUE(Visible(ad));
+}
+
+TEST_F(WindowBlockerTest, UserRuleWithTheManualIdSharesTheManualGroup) {
+  const WindowHandle ad = sim::AddDesktopWindow(PopupWindow());
+  const WindowHandle notes = sim::AddDesktopWindow(PopupWindow(kNotesPid, u"Notes"));
+  const std::string manual(blocker::ManualRuleId);
+  Engine().ReplaceRules({Rule(manual, u"adpop", "hide")});
+  Engine().SetEnabled(true);
+  StartHook();
+  Fire(sim::kEventObjectShow, ad);
+  ASSERT_TRUE(Engine().BlockWindowNow(notes, "hide", ""));
+  Settle();
+  ASSERT_FALSE(Visible(ad));
+  ASSERT_FALSE(Visible(notes));
+  // Keeping the rule keeps the group, the picked window included.
+  Engine().ReplaceRules({Rule(manual, u"adpop", "hide")});
+  EXPECT_FALSE(Visible(notes));
+  Engine().ReplaceRules({});
+  EXPECT_TRUE(Visible(ad));
+  EXPECT_TRUE(Visible(notes));
+}
+
+TEST_F(WindowBlockerTest, ShutdownClearsEveryContainerAndTheModesButKeepsEnabledAndOwnProcess) {
+  sim::SetCurrentProcessId(kOwnPid);
+  Engine().SetOwnProcessId();
+  const WindowHandle ad = sim::AddDesktopWindow(PopupWindow());
+  const WindowHandle notes = sim::AddDesktopWindow(PopupWindow(kNotesPid, u"Notes"));
+  Engine().ReplaceRules({Rule("ads", u"adpop", "hide")});
+  Engine().SetEnabled(true);
+  Engine().SetSuperBlock(true, 0, {kAdPath});
+  StartHook();
+  ASSERT_TRUE(Engine().EvaluateWindow(ad, CurrentTimeMs(), true, false, false));
+  ASSERT_TRUE(Engine().EvaluateWindow(notes, CurrentTimeMs(), true, false, false));
+  Settle();
+  BlockerSnapshot before = Engine().GetSnapshotData();
+  ASSERT_EQ(before.candidateWindows.size(), 2u);
+  ASSERT_EQ(before.blockedLogs.size(), 2u);
+  ASSERT_EQ(before.hiddenWindowCount, 2u);
+  ASSERT_EQ(before.superBlockedCount, 1);
+
+  Engine().ShutdownBlocker();
+  const BlockerSnapshot after = Engine().GetSnapshotData();
+  EXPECT_FALSE(after.running);
+  EXPECT_TRUE(after.rules.empty());
+  EXPECT_TRUE(after.blockedLogs.empty());
+  EXPECT_TRUE(after.candidateWindows.empty());
+  EXPECT_TRUE(after.superWhitelistPaths.empty());
+  EXPECT_EQ(after.hiddenWindowCount, 0u);
+  EXPECT_FALSE(after.superEnabled);
+  EXPECT_EQ(after.superEndTimeMs, 0);
+  EXPECT_EQ(after.superBlockedCount, 0);
+  EXPECT_TRUE(Visible(ad));
+  EXPECT_TRUE(Visible(notes));
+  EXPECT_TRUE(after.enabled);
+  EXPECT_EQ(Engine().OwnProcessId(), kOwnPid);
+  // The log slots went too: the same window is logged again at once.
+  Engine().SetSuperBlock(true, 0, {});
+  ASSERT_TRUE(Engine().EvaluateWindow(notes, CurrentTimeMs(), false, false, false));
+  EXPECT_EQ(Engine().GetSnapshotData().blockedLogs.size(), 1u);
 }
 
 TEST_F(WindowBlockerTest, StartMonitoringTwiceStartsOneThreadAndGivesTrueBothTimes) {

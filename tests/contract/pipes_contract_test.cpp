@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "contract_support.h"
 #include "platform/kernel.h"
@@ -86,6 +87,7 @@ TEST(Pipes, AClientThatCameFirstMakesConnectAnswerPipeConnected) {
 // What the server thread saw, shared with it.
 struct ServerReport {
   Signal listening;
+  Signal served;
   bool connected = false;
   unsigned long connectError = 0;
   ReadResult read;
@@ -104,6 +106,7 @@ TEST(Pipes, AServerThreadTakesAClientOfThisProcess) {
     report->connected = platform::ConnectNamedPipe(pipe.get());
     report->connectError = report->connected ? 0 : platform::GetLastError();
     report->read = ReadMessage(pipe.get());
+    report->served.Raise();
     report->flushed = platform::FlushFileBuffers(pipe.get());
     report->disconnected = platform::DisconnectNamedPipe(pipe.get());
   });
@@ -113,6 +116,8 @@ TEST(Pipes, AServerThreadTakesAClientOfThisProcess) {
     const UniqueKernelHandle client = OpenClient(name);
     ASSERT_TRUE(client);
     EXPECT_TRUE(Write(client.get(), "SHOW"));
+    // A client that came and went before ConnectNamedPipe makes it answer no data instead.
+    EXPECT_TRUE(report->served.Wait());
   }
   ASSERT_TRUE(server.Join());
   EXPECT_TRUE(report->connected || report->connectError == platform::kErrorPipeConnected)
@@ -178,6 +183,119 @@ TEST(Pipes, AfterTheServerDisconnectsTheClientCannotWrite) {
   ASSERT_TRUE(platform::DisconnectNamedPipe(server.get()));
   EXPECT_FALSE(Write(client.get(), "SHOW"));
   EXPECT_EQ(platform::GetLastError(), platform::kErrorPipeNotConnected);
+}
+
+// ---- The activation pipe's hardening: session-only security, no remote client, timed reads ----
+// Wine admits a client whatever the pipe's DACL says, so a refused client is no case here.
+
+constexpr std::uint32_t kOverlappedInbound =
+    platform::kPipeAccessInbound | platform::kFileFlagOverlapped;
+constexpr std::uint32_t kLocalMessagePipe = kMessagePipe | platform::kPipeRejectRemoteClients;
+
+UniqueKernelHandle CreateSecuredServer(const std::u16string& name, std::u16string_view sddl) {
+  return UniqueKernelHandle(platform::CreateNamedPipeW(name, kOverlappedInbound, kLocalMessagePipe,
+                                                       platform::kPipeUnlimitedInstances,
+                                                       kBufferSize, kBufferSize, 0, sddl));
+}
+
+std::u16string LogonSid() {
+  platform::KernelHandle token{};
+  if (!platform::OpenProcessToken(platform::GetCurrentProcess(), platform::kTokenQuery, &token)) {
+    return {};
+  }
+  const UniqueKernelHandle owned(token);
+  std::vector<platform::TokenGroup> groups;
+  if (!platform::GetTokenGroups(token, &groups)) return {};
+  for (const platform::TokenGroup& group : groups) {
+    if ((group.attributes & platform::kSeGroupLogonId) == platform::kSeGroupLogonId) {
+      return group.sid;
+    }
+  }
+  return {};
+}
+
+ReadResult TimedRead(KernelHandle pipe, std::uint32_t timeoutMs) {
+  ReadResult result;
+  char buffer[kBufferSize] = {};
+  std::uint32_t read = 0;
+  platform::SetLastError(platform::kErrorSuccess);
+  result.ok = platform::ReadFile(pipe, buffer, kBufferSize, &read, timeoutMs);
+  result.error = platform::GetLastError();
+  result.bytes.assign(buffer, read);
+  return result;
+}
+
+TEST(Pipes, TheProcessTokenNamesItsLogonSession) {
+  const std::u16string sid = LogonSid();
+  EXPECT_EQ(sid.rfind(u"S-1-5-5-", 0), 0u) << "no logon SID among the token's groups";
+}
+
+TEST(Pipes, APipeForThisLogonSessionAdmitsAClientOfThisProcess) {
+  const std::u16string sid = LogonSid();
+  ASSERT_FALSE(sid.empty());
+  const std::u16string name = PipeName();
+  const UniqueKernelHandle server = CreateSecuredServer(name, u"D:P(A;;GA;;;" + sid + u")");
+  ASSERT_TRUE(server);
+  const UniqueKernelHandle client = OpenClient(name);
+  ASSERT_TRUE(client) << "error " << platform::GetLastError();
+  EXPECT_FALSE(platform::ConnectNamedPipe(server.get()));
+  EXPECT_EQ(platform::GetLastError(), platform::kErrorPipeConnected);
+  ASSERT_TRUE(Write(client.get(), "SHOW"));
+  const ReadResult read = TimedRead(server.get(), 1000);
+  EXPECT_TRUE(read.ok);
+  EXPECT_EQ(read.bytes, "SHOW");
+}
+
+TEST(Pipes, ASecurityTextThatIsNoDescriptorMakesNoPipe) {
+  EXPECT_FALSE(CreateSecuredServer(PipeName(), u"not a descriptor"));
+  EXPECT_NE(platform::GetLastError(), platform::kErrorSuccess);
+}
+
+TEST(Pipes, ATimedReadOfAClientThatNeverWritesIsCancelledAfterItsWait) {
+  const std::u16string name = PipeName();
+  const UniqueKernelHandle server = CreateSecuredServer(name, u"D:P(A;;GA;;;WD)");
+  ASSERT_TRUE(server);
+  const UniqueKernelHandle client = OpenClient(name);
+  ASSERT_TRUE(client);
+  EXPECT_FALSE(platform::ConnectNamedPipe(server.get()));
+  const ReadResult read = TimedRead(server.get(), 100);
+  EXPECT_FALSE(read.ok);
+  EXPECT_EQ(read.error, platform::kErrorOperationAborted);
+  EXPECT_TRUE(read.bytes.empty());
+  // The pipe is fit for the next client once this one is let go.
+  EXPECT_TRUE(platform::DisconnectNamedPipe(server.get()));
+}
+
+TEST(Pipes, ATimedReadOfALongMessageFailsWithMoreDataAndKeepsItsFirstBytes) {
+  const std::u16string name = PipeName();
+  const UniqueKernelHandle server = CreateSecuredServer(name, u"D:P(A;;GA;;;WD)");
+  ASSERT_TRUE(server);
+  const UniqueKernelHandle client = OpenClient(name);
+  ASSERT_TRUE(client);
+  const std::string message = "SHOW" + std::string(61, 'x');
+  const auto written = std::make_shared<bool>(false);
+  SeamThread writer([pipe = client.get(), message, written] { *written = Write(pipe, message); });
+  ASSERT_TRUE(writer.started());
+  const ReadResult read = TimedRead(server.get(), 5000);
+  ASSERT_TRUE(writer.Join());
+  EXPECT_TRUE(*written);
+  EXPECT_FALSE(read.ok);
+  EXPECT_EQ(read.error, platform::kErrorMoreData);
+  EXPECT_EQ(read.bytes, message.substr(0, kBufferSize));
+}
+
+TEST(Pipes, ATimedReadOfAClientThatLeftFailsWithABrokenPipe) {
+  const std::u16string name = PipeName();
+  const UniqueKernelHandle server = CreateSecuredServer(name, u"D:P(A;;GA;;;WD)");
+  ASSERT_TRUE(server);
+  {
+    const UniqueKernelHandle client = OpenClient(name);
+    ASSERT_TRUE(client);
+  }
+  EXPECT_FALSE(platform::ConnectNamedPipe(server.get()));
+  const ReadResult read = TimedRead(server.get(), 5000);
+  EXPECT_FALSE(read.ok);
+  EXPECT_EQ(read.error, contract::kErrorBrokenPipe);
 }
 
 }  // namespace

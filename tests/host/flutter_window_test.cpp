@@ -548,6 +548,34 @@ TEST_F(FlutterWindowTest, TheExitItemRemovesTheIconAndEndsTheProcessWithoutOnDes
   EXPECT_TRUE(sim::Window(Handle()).has_value());
 }
 
+TEST_F(FlutterWindowTest, TheExitItemShowsWhatTheBlockerHidBeforeTheProcessEnds) {
+  blocker::WindowBlocker& engine = blocker::WindowBlocker::Instance();
+  sim::AddProcess(1200, {u"C:\\Apps\\adpop.exe"});
+  sim::DesktopWindow popup;
+  popup.pid = 1200;
+  popup.className = u"AdPopupWindow";
+  popup.title = u"Ad";
+  popup.frameBounds = Rect{100, 100, 500, 400};
+  popup.windowRect = Rect{100, 100, 500, 400};
+  const blocker::WindowHandle ad = sim::AddDesktopWindow(popup);
+  sim::SetSleepHook([](unsigned ms) { sim::AdvanceSystemTimeMs(ms); });
+  ASSERT_TRUE(Create());
+  ASSERT_TRUE(engine.StartMonitoring());
+  sim::WaitForWinEventHooks(2);
+  ASSERT_TRUE(engine.BlockWindowNow(ad, "hide", "r1"));
+  sim::WaitForThreads();
+  ASSERT_FALSE(sim::Window(ad)->visible);
+
+  sim::SetMenuChoice(1002);
+  EXPECT_THROW(Send(product::kMsgTrayIcon, 1, kWmRButtonUp), sim::ProcessExit);
+  EXPECT_TRUE(sim::Window(ad)->visible);
+  EXPECT_FALSE(engine.IsRunning());
+  const size_t shown = IndexOf("ShowWindowAsync " + sim::Label(ad) + " 8");
+  EXPECT_LT(IndexOf("Shell_NotifyIconW NIM_DELETE"), shown);
+  EXPECT_LT(shown, IndexOf("ExitProcess 0"));
+  EXPECT_LT(IndexOf("ExitProcess 0"), sim::Journal().size());
+}
+
 TEST_F(FlutterWindowTest, ADismissedMenuOnlyGoesAway) {
   ASSERT_TRUE(Create());
   Send(kWmSysCommand, kScClose);

@@ -264,6 +264,12 @@ int PendingGdiFailures() {
   return static_cast<int>(G().failures.size());
 }
 
+std::string GdiObjectName(const void* object) {
+  const std::lock_guard guard(G().lock);
+  const auto found = G().objects.find(Key(object));
+  return found == G().objects.end() ? "unknown" : found->second.name;
+}
+
 }  // namespace sim
 
 namespace platform {
@@ -278,7 +284,11 @@ DcHandle GetDC(WindowHandle window) {
   std::uintptr_t handle = 0;
   {
     const std::lock_guard guard(sim::G().lock);
-    entry += " -> " + sim::NewDc(sim::G(), DcOrigin::kWindow, window, &handle).name;
+    if (sim::Fails(sim::G(), "GetDC")) {
+      entry += " -> null";
+    } else {
+      entry += " -> " + sim::NewDc(sim::G(), DcOrigin::kWindow, window, &handle).name;
+    }
   }
   sim::Record(std::move(entry));
   return reinterpret_cast<DcHandle>(handle);

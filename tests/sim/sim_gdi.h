@@ -36,11 +36,14 @@ std::vector<std::string> GdiMisuses();
 int SavedDcStates();
 
 // The `nth` call from now (1 = the next) of the named function fails as Windows fails it: null
-// from a Create call, BeginPaint and SelectObject; zero or false from the others. One failure
-// per call; several may be pending. SelectObject fails only for objects that are not stock
+// from a Create call, GetDC, BeginPaint and SelectObject; zero or false from the others. One
+// failure per call; several may be pending. SelectObject fails only for objects that are not stock
 // objects and so is never counted for a DC's own objects put back, which Windows never refuses.
 void FailGdiCall(const std::string& function, int nth = 1);
 // Failures asked for whose call has not come yet.
 int PendingGdiFailures();
+
+// An object's name ("bitmap1", "stock-bitmap"), "unknown" for a handle GDI never made.
+std::string GdiObjectName(const void* object);
 
 }  // namespace sim

@@ -59,6 +59,7 @@ struct PipeInstance {
   bool clientOpen = false;       // ... and still holds its end
   bool connectAnswered = false;  // ConnectNamedPipe has taken the client
   bool disconnected = false;     // the server disconnected the client it had
+  bool silent = false;           // a scripted client that holds its end and never writes
   std::deque<std::string> messages;
 };
 
@@ -93,6 +94,10 @@ struct Library {
   std::vector<std::string> procedures;
   int references = 0;
 };
+
+std::vector<platform::TokenGroup> DefaultTokenGroups() {
+  return {{u"S-1-1-0", 7}, {sim::kLogonSid, platform::kSeGroupLogonId | 7}, {u"S-1-5-11", 7}};
+}
 
 struct Kernel {
   // A program that never waited for its threads waits for them here, so that none outlives the
@@ -171,6 +176,7 @@ struct Kernel {
   bool openTokenFails = false;
   bool lookupFails = false;
   bool privilegeEnabled = false;
+  std::vector<platform::TokenGroup> tokenGroups = DefaultTokenGroups();
 
   // Modules
   std::map<std::string, Library> libraries;  // lower-case names
@@ -306,6 +312,7 @@ void ResetKernel() {
   k.connectTimeouts = 0;
   k.holdsShutdownPrivilege = true;
   k.openTokenFails = false;
+  k.tokenGroups = DefaultTokenGroups();
   k.lookupFails = false;
   k.privilegeEnabled = false;
   k.libraries = {{"user32.dll", Library{{"EnableNonClientDpiScaling"}, 0}}};
@@ -611,6 +618,11 @@ void SetAccountHoldsShutdownPrivilege(bool holds) {
   K().holdsShutdownPrivilege = holds;
 }
 
+void SetTokenGroups(std::vector<platform::TokenGroup> groups) {
+  const std::lock_guard guard(K().lock);
+  K().tokenGroups = std::move(groups);
+}
+
 void SetOpenProcessTokenFails(bool fails) {
   const std::lock_guard guard(K().lock);
   K().openTokenFails = fails;
@@ -906,6 +918,18 @@ bool OpenProcessToken(KernelHandle process, std::uint32_t desiredAccess, KernelH
   return true;
 }
 
+bool GetTokenGroups(KernelHandle token, std::vector<TokenGroup>* groups) {
+  sim::Record("GetTokenGroups");
+  const std::lock_guard guard(K().lock);
+  const auto* open = sim::LookupLocked<sim::TokenOpen>(token);
+  if (!open || (open->access & kTokenQuery) == 0) {
+    Fail(open ? kErrorAccessDenied : kErrorInvalidHandle);
+    return false;
+  }
+  *groups = K().tokenGroups;
+  return true;
+}
+
 bool LookupPrivilegeValueW(std::u16string_view name, Luid* luid) {
   sim::Record("LookupPrivilegeValueW " + WideToUtf8(name));
   const std::lock_guard guard(K().lock);
@@ -1127,7 +1151,11 @@ KernelHandle CreateFileW(std::u16string_view name, std::uint32_t desiredAccess,
   return sim::NewHandleLocked(sim::FileOpen{folded, desiredAccess, shareMode, 0});
 }
 
-bool ReadFile(KernelHandle file, void* buffer, std::uint32_t size, std::uint32_t* read) {
+namespace {
+
+// A timed read gives up after its wait, or at once on a client that will never write.
+bool ReadFileWaiting(KernelHandle file, void* buffer, std::uint32_t size, std::uint32_t* read,
+                     std::optional<std::uint32_t> timeoutMs) {
   *read = 0;
   std::unique_lock lock(K().lock);
   const auto it = K().handles.find(static_cast<std::uintptr_t>(file));
@@ -1156,11 +1184,23 @@ bool ReadFile(KernelHandle file, void* buffer, std::uint32_t size, std::uint32_t
   }
   const std::shared_ptr<sim::PipeInstance> instance = server->instance;
   lock.unlock();
-  sim::Record("ReadFile " + std::to_string(size));
+  sim::Record("ReadFile " + std::to_string(size) +
+              (timeoutMs ? " within " + std::to_string(*timeoutMs) : std::string()));
   lock.lock();
   // A message pipe's read waits for a whole message or for the writer to leave.
-  if (!K().changed.wait_for(lock, sim::kSimulatedWaitBound,
-                            [&] { return !instance->messages.empty() || !instance->clientOpen; })) {
+  const auto arrived = [&] { return !instance->messages.empty() || !instance->clientOpen; };
+  if (timeoutMs) {
+    const bool came =
+        !instance->silent &&
+        K().changed.wait_for(lock,
+                             std::min<std::chrono::milliseconds>(
+                                 std::chrono::milliseconds(*timeoutMs), sim::kSimulatedWaitBound),
+                             arrived);
+    if (!came) {
+      Fail(kErrorOperationAborted);
+      return false;
+    }
+  } else if (!K().changed.wait_for(lock, sim::kSimulatedWaitBound, arrived)) {
     Fail(sim::kErrorTimeout);
     return false;
   }
@@ -1180,6 +1220,17 @@ bool ReadFile(KernelHandle file, void* buffer, std::uint32_t size, std::uint32_t
   }
   instance->messages.pop_front();
   return true;
+}
+
+}  // namespace
+
+bool ReadFile(KernelHandle file, void* buffer, std::uint32_t size, std::uint32_t* read) {
+  return ReadFileWaiting(file, buffer, size, read, std::nullopt);
+}
+
+bool ReadFile(KernelHandle file, void* buffer, std::uint32_t size, std::uint32_t* read,
+              std::uint32_t timeoutMs) {
+  return ReadFileWaiting(file, buffer, size, read, timeoutMs);
 }
 
 bool WriteFile(KernelHandle file, const void* buffer, std::uint32_t size, std::uint32_t* written) {
@@ -1273,6 +1324,21 @@ KernelHandle CreateNamedPipeW(std::u16string_view name, std::uint32_t openMode,
   return sim::NewHandleLocked(sim::ServerPipe{std::move(instance)});
 }
 
+KernelHandle CreateNamedPipeW(std::u16string_view name, std::uint32_t openMode,
+                              std::uint32_t pipeMode, std::uint32_t maxInstances,
+                              std::uint32_t outBufferSize, std::uint32_t inBufferSize,
+                              std::uint32_t defaultTimeout, std::u16string_view securitySddl) {
+  sim::Record("CreateNamedPipeW security " + WideToUtf8(securitySddl));
+  // What the conversion refuses: a text that is no descriptor at all.
+  if (securitySddl.size() < 2 || securitySddl[1] != u':') {
+    Fail(kErrorInvalidParameter);
+    return {};
+  }
+  const KernelHandle pipe = CreateNamedPipeW(name, openMode, pipeMode, maxInstances, outBufferSize,
+                                             inBufferSize, defaultTimeout);
+  return pipe;
+}
+
 bool ConnectNamedPipe(KernelHandle pipe) {
   sim::Record("ConnectNamedPipe");
   unsigned long error = kErrorSuccess;
@@ -1314,8 +1380,9 @@ bool ConnectNamedPipe(KernelHandle pipe) {
           // A scripted client writes its one message, if any, and leaves.
           instance->clientCame = true;
           instance->connectAnswered = true;
-          instance->clientOpen = false;
-          if (client.payload) instance->messages.push_back(*client.payload);
+          instance->clientOpen = client.staysSilent;
+          instance->silent = client.staysSilent;
+          if (client.payload && !client.staysSilent) instance->messages.push_back(*client.payload);
           if (client.connect == sim::IncomingClient::Connect::kBeforeTheWait) {
             error = kErrorPipeConnected;
           }

@@ -131,6 +131,8 @@ struct IncomingClient {
   unsigned long connectError = platform::kErrorNoData;  // for kFails
   // What a read finds; nullopt makes the read fail (the client left).
   std::optional<std::string> payload = std::string("SHOW");
+  // Holds its end and never writes: a timed read gives up on it, an untimed one never returns.
+  bool staysSilent = false;
 };
 // Clients that come, one per ConnectNamedPipe, in order. ConnectNamedPipe with none waiting
 // blocks, as the real call does, until one is queued or ReleaseBlockedConnect.
@@ -148,6 +150,9 @@ int OpenProcessHandles();
 int InvalidHandleUses();
 
 // ---- Token and privileges ----
+// The logon SID among the token's groups, unless SetTokenGroups says otherwise.
+inline constexpr char16_t kLogonSid[] = u"S-1-5-5-0-71234";
+void SetTokenGroups(std::vector<platform::TokenGroup> groups);
 // The account holds SeShutdownPrivilege, as a desktop user does. Held is not enabled: only
 // AdjustTokenPrivileges on a token opened for adjusting enables it.
 void SetAccountHoldsShutdownPrivilege(bool holds);

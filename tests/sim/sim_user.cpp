@@ -61,6 +61,8 @@ struct WindowRecord {
   bool alive = true;
   bool ours = false;  // made by CreateWindowExW: messages go through its procedure
   bool refuses = false;
+  bool defersAsyncShow = false;
+  std::vector<int> deferredShows;
   platform::WindowProcedure procedure = nullptr;
   std::map<int, std::intptr_t> longs;
   std::vector<unsigned> defaultHandled;
@@ -119,6 +121,7 @@ struct Desktop {
   int quitMessages = 0;
   bool iconPresent = true;
   bool createFails = false;
+  bool winEventHooksFail = false;
   platform::CursorHandle cursor = nullptr;
 
   std::map<platform::WinEventHookHandle, HookRecord> hooks;
@@ -455,6 +458,7 @@ void ResetUser() {
   d.quitMessages = 0;
   d.iconPresent = true;
   d.createFails = false;
+  d.winEventHooksFail = false;
   d.cursor = nullptr;
   d.hooks.clear();
   d.nextHook = kHookBase;
@@ -691,6 +695,19 @@ unsigned RegisteredMessage(const std::u16string& name) {
 
 std::vector<PostedMessage> PostedMessages() { return Read(&Desktop::posted); }
 
+void SetWindowDefersAsyncShow(platform::WindowHandle window, bool defers) {
+  const std::lock_guard guard(D().lock);
+  if (WindowRecord* record = FindLocked(window)) record->defersAsyncShow = defers;
+}
+
+void ApplyDeferredShows(platform::WindowHandle window) {
+  const std::lock_guard guard(D().lock);
+  WindowRecord* record = FindLocked(window);
+  if (!record) return;
+  for (const int command : record->deferredShows) SetShownLocked(*record, command);
+  record->deferredShows.clear();
+}
+
 void SetWindowRefusesActions(platform::WindowHandle window, bool refuses) {
   const std::lock_guard guard(D().lock);
   if (WindowRecord* record = FindLocked(window)) record->refuses = refuses;
@@ -755,6 +772,16 @@ int PendingWinEvents() { return Read(&Desktop::pendingEvents); }
 void WaitForWinEventHooks(int count) {
   std::unique_lock guard(D().lock);
   D().changed.wait(guard, [count] { return static_cast<int>(D().hooks.size()) >= count; });
+}
+
+void SetWinEventHooksFail(bool fail) { Assign(&Desktop::winEventHooksFail, fail); }
+
+void WaitForThreadInGetMessage() {
+  std::unique_lock guard(D().lock);
+  D().changed.wait(guard, [] {
+    return std::any_of(D().queues.begin(), D().queues.end(),
+                       [](const auto& entry) { return entry.second.waiting > 0; });
+  });
 }
 
 void WaitForWinEventsHandled() {
@@ -1237,6 +1264,10 @@ bool ShowWindowAsync(WindowHandle window, int command) {
   WindowRecord* record = FindLocked(window);
   if (!record) sim::SetLastErrorValue(kErrorInvalidWindowHandle);
   if (!record || record->refuses) return false;
+  if (record->defersAsyncShow) {
+    record->deferredShows.push_back(command);
+    return true;
+  }
   SetShownLocked(*record, command);
   return true;
 }
@@ -1511,6 +1542,7 @@ int GetMessageW(Message* message, WindowHandle window, unsigned filterMin, unsig
                            [caller](const Timer& timer) { return timer.threadId == caller; });
       };
       ++queue.waiting;
+      D().changed.notify_all();  // for WaitForThreadInGetMessage
       D().changed.wait(guard, ready);
       --queue.waiting;
       // Window events are handed to their callback inside the wait, as Windows does.
@@ -1626,6 +1658,10 @@ WinEventHookHandle SetWinEventHook(std::uint32_t eventMin, std::uint32_t eventMa
   }
   const std::uint32_t caller = GetCurrentThreadId();
   const std::lock_guard guard(D().lock);
+  if (D().winEventHooksFail) {
+    sim::SetLastErrorValue(kErrorInvalidParameter);
+    return nullptr;
+  }
   auto* handle = FakeHandle<WinEventHookHandle>(D().nextHook);
   D().nextHook += 4;
   D().hooks[handle] = {eventMin, eventMax, procedure, caller, processId, flags};

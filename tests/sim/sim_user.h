@@ -138,6 +138,10 @@ std::vector<PostedMessage> PostedMessages();
 // Posts, ShowWindowAsync and SetWindowPos on the window fail and change nothing, as for a
 // window of a hung or higher-integrity process.
 void SetWindowRefusesActions(platform::WindowHandle window, bool refuses);
+// ShowWindowAsync on the window only queues its command, as a busy owner thread leaves it
+// waiting; ApplyDeferredShows carries the queue out in order.
+void SetWindowDefersAsyncShow(platform::WindowHandle window, bool defers);
+void ApplyDeferredShows(platform::WindowHandle window);
 
 // ---- Foreground and focus ----
 platform::WindowHandle ForegroundWindow();
@@ -176,6 +180,10 @@ int PendingWinEvents();
 // Block until that many hooks are set, or until every queued event is handled.
 void WaitForWinEventHooks(int count);
 void WaitForWinEventsHandled();
+// SetWinEventHook answers null, as it does when the system refuses the hook.
+void SetWinEventHooksFail(bool fail);
+// Blocks until some thread waits inside GetMessageW.
+void WaitForThreadInGetMessage();
 
 // ---- Input, menus, the tray ----
 // nullopt makes GetCursorPos fail, as it does on a desktop the process cannot read.

@@ -29,7 +29,9 @@ constexpr std::string_view kStampedAppend = "append: [2026-3-7 9:5:2] ";
 
 const std::string kPipe = "\\\\.\\pipe\\KelvoTarnelActivation";
 const std::string kOpenPipe = "CreateFileW " + kPipe + " 0x40000000 0 3";
-const std::string kCreatePipe = "CreateNamedPipeW " + kPipe + " 1 6 255 64 64 0";
+// Inbound and overlapped; a message pipe that rejects remote clients.
+const std::string kCreatePipeItself = "CreateNamedPipeW " + kPipe + " 1073741825 14 255 64 64 0";
+const std::string kSessionOnly = "D:P(A;;GA;;;S-1-5-5-0-71234)";
 
 constexpr std::uint32_t kNotepadProcessId = 300;
 constexpr std::uint32_t kNotepadThreadId = 3001;
@@ -171,8 +173,24 @@ class ActivationPipeServerTest : public SingleInstanceTest {
     sim::SetCallHook(nullptr);
   }
 
+  // The calls after the one look at the token that the loop starts with.
+  static Lines Calls() {
+    Lines calls = SingleInstanceTest::Calls();
+    const Lines lookup = {"OpenProcessToken 8", "GetTokenGroups", "CloseHandle token"};
+    if (calls.size() < lookup.size() || !std::equal(lookup.begin(), lookup.end(), calls.begin())) {
+      ADD_FAILURE() << "the loop did not start by reading its logon session from the token";
+      return calls;
+    }
+    return Lines(calls.begin() + static_cast<std::ptrdiff_t>(lookup.size()), calls.end());
+  }
+
+  static Lines CreatePipe() {
+    return {"CreateNamedPipeW security " + kSessionOnly, kCreatePipeItself};
+  }
+
   static Lines ServedOnePipe(const std::string& afterRead = "") {
-    Lines calls = {kCreatePipe, "ConnectNamedPipe", "ReadFile 64"};
+    Lines calls = CreatePipe();
+    calls.insert(calls.end(), {"ConnectNamedPipe", "ReadFile 64 within 1000"});
     if (!afterRead.empty()) calls.push_back(afterRead);
     calls.insert(calls.end(), {"FlushFileBuffers", "DisconnectNamedPipe", "CloseHandle pipe"});
     return calls;
@@ -983,7 +1001,8 @@ TEST_F(ActivationPipeServerTest, FailedConnectClosesThePipeAndMakesANewOne) {
   sim::QueueClient({.connect = sim::IncomingClient::Connect::kFails, .connectError = 232});
   sim::QueueClient({});
   ServeUntilPipesClosed(2);
-  Lines expected = {kCreatePipe, "ConnectNamedPipe", "CloseHandle pipe"};
+  Lines expected = CreatePipe();
+  expected.insert(expected.end(), {"ConnectNamedPipe", "CloseHandle pipe"});
   const Lines served = ServedOnePipe("PostMessageW w1 1034 0 0");
   expected.insert(expected.end(), served.begin(), served.end());
   EXPECT_EQ(Calls(), expected);
@@ -1007,7 +1026,7 @@ TEST_F(ActivationPipeServerTest, FailedCreateWaits300MsAndTriesAgain) {
   sim::QueueClient({});
   ServeUntilPipesClosed(1);
   EXPECT_EQ(sim::Sleeps(), SleepsOf(2, 300));
-  EXPECT_EQ(CountOf(kCreatePipe), 3);
+  EXPECT_EQ(CountOf(kCreatePipeItself), 3);
   EXPECT_EQ(sim::PostedMessages().size(), 1u);
 }
 
@@ -1024,9 +1043,57 @@ TEST_F(ActivationPipeServerTest, StopFlagEndsALoopWhoseCreatesKeepFailing) {
     if (sim::Sleeps().size() == 3) activationPipeStopFlag.store(true);
   });
   ActivationPipeServerThread();
-  EXPECT_EQ(CountOf(kCreatePipe), 3);
+  EXPECT_EQ(CountOf(kCreatePipeItself), 3);
   EXPECT_EQ(sim::Sleeps(), SleepsOf(3, 300));
   EXPECT_THAT(LogLines(), ElementsAre("Activation pipe server thread exiting"));
+}
+
+TEST_F(ActivationPipeServerTest, PipeAdmitsThisLogonSessionOnlyAndNoRemoteClient) {
+  EXPECT_EQ(ActivationPipeSecurity(), u"D:P(A;;GA;;;S-1-5-5-0-71234)");
+  sim::ResetSimulation();
+  mainWindowHandle = sim::AddDesktopWindow(MainWindowOf(sim::kOwnProcessId, sim::kOwnThreadId));
+  sim::QueueClient({});
+  ServeUntilPipesClosed(1);
+  EXPECT_EQ(Calls(), ServedOnePipe("PostMessageW w1 1034 0 0"));
+  EXPECT_EQ(sim::OpenPipeHandles(), 0);
+}
+
+TEST_F(ActivationPipeServerTest, ATokenWithoutALogonSessionLeavesTheDefaultSecurity) {
+  sim::SetTokenGroups({{u"S-1-1-0", 7}, {u"S-1-5-11", 7}});
+  mainWindowHandle = sim::AddDesktopWindow(MainWindowOf(sim::kOwnProcessId, sim::kOwnThreadId));
+  sim::QueueClient({});
+  ServeUntilPipesClosed(1);
+  EXPECT_EQ(CountStartingWith("CreateNamedPipeW security"), 0);
+  EXPECT_EQ(CountOf(kCreatePipeItself), 1);
+  EXPECT_EQ(sim::PostedMessages().size(), 1u);
+}
+
+TEST_F(ActivationPipeServerTest, AnUnreadableTokenLeavesTheDefaultSecurity) {
+  sim::SetOpenProcessTokenFails(true);
+  EXPECT_EQ(ActivationPipeSecurity(), u"");
+  mainWindowHandle = sim::AddDesktopWindow(MainWindowOf(sim::kOwnProcessId, sim::kOwnThreadId));
+  sim::QueueClient({});
+  activationPipeStopFlag.store(false);
+  int closed = 0;
+  sim::SetCallHook([&closed](const std::string& entry) {
+    if (entry == "CloseHandle pipe" && ++closed == 1) activationPipeStopFlag.store(true);
+  });
+  ActivationPipeServerThread();
+  sim::SetCallHook(nullptr);
+  EXPECT_EQ(CountStartingWith("CreateNamedPipeW security"), 0);
+  EXPECT_EQ(sim::PostedMessages().size(), 1u);
+}
+
+TEST_F(ActivationPipeServerTest, AClientThatNeverWritesIsGivenUpAndTheNextIsServed) {
+  mainWindowHandle = sim::AddDesktopWindow(MainWindowOf(sim::kOwnProcessId, sim::kOwnThreadId));
+  sim::QueueClient({.staysSilent = true});
+  sim::QueueClient({});
+  ServeUntilPipesClosed(2);
+  Lines expected = ServedOnePipe();
+  const Lines second = ServedOnePipe("PostMessageW w1 1034 0 0");
+  expected.insert(expected.end(), second.begin(), second.end());
+  EXPECT_EQ(Calls(), expected);
+  EXPECT_EQ(sim::PostedMessages().size(), 1u);
 }
 
 // ---- StartActivationPipeServer: the detached thread ----

@@ -2,12 +2,15 @@
 // streams).
 #include <windows.h>
 
+#include <sddl.h>
+
 #include <cstdio>
 #include <cwchar>
 #include <io.h>
 #include <ios>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "platform/kernel.h"
 #include "platform/win32/text.h"
@@ -112,6 +115,26 @@ bool OpenProcessToken(KernelHandle process, std::uint32_t desiredAccess, KernelH
   return true;
 }
 
+bool GetTokenGroups(KernelHandle token, std::vector<TokenGroup>* groups) {
+  DWORD size = 0;
+  ::GetTokenInformation(AsHandle(token), TokenGroups, nullptr, 0, &size);
+  if (size == 0) return false;
+  // DWORD-aligned storage for the structure that heads the buffer.
+  std::vector<DWORD> buffer((size + sizeof(DWORD) - 1) / sizeof(DWORD));
+  if (!::GetTokenInformation(AsHandle(token), TokenGroups, buffer.data(), size, &size)) {
+    return false;
+  }
+  const auto* list = reinterpret_cast<const TOKEN_GROUPS*>(buffer.data());
+  groups->clear();
+  for (DWORD i = 0; i < list->GroupCount; ++i) {
+    wchar_t* text = nullptr;
+    if (!::ConvertSidToStringSidW(list->Groups[i].Sid, &text)) return false;
+    groups->push_back({FromWide(text), static_cast<std::uint32_t>(list->Groups[i].Attributes)});
+    ::LocalFree(text);
+  }
+  return true;
+}
+
 bool LookupPrivilegeValueW(std::u16string_view name, Luid* luid) {
   LUID value = {};
   if (!::LookupPrivilegeValueW(nullptr, AsWide(name).c_str(), &value)) return false;
@@ -154,6 +177,30 @@ bool ReadFile(KernelHandle file, void* buffer, std::uint32_t size, std::uint32_t
   return ok != FALSE;
 }
 
+bool ReadFile(KernelHandle file, void* buffer, std::uint32_t size, std::uint32_t* read,
+              std::uint32_t timeoutMs) {
+  if (read) *read = 0;
+  const HANDLE event = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  if (event == nullptr) return false;
+  OVERLAPPED overlapped = {};
+  overlapped.hEvent = event;
+  DWORD count = 0;
+  BOOL ok = ::ReadFile(AsHandle(file), buffer, size, nullptr, &overlapped);
+  DWORD error = ok ? ERROR_SUCCESS : ::GetLastError();
+  if (error == ERROR_IO_PENDING && ::WaitForSingleObject(event, timeoutMs) != WAIT_OBJECT_0) {
+    ::CancelIoEx(AsHandle(file), &overlapped);
+  }
+  if (ok || error == ERROR_IO_PENDING || error == ERROR_MORE_DATA) {
+    // Also waits for a cancel to land: the buffer and the structure must outlive the read.
+    ok = ::GetOverlappedResult(AsHandle(file), &overlapped, &count, TRUE);
+    error = ok ? ERROR_SUCCESS : ::GetLastError();
+  }
+  ::CloseHandle(event);
+  if (read) *read = count;
+  ::SetLastError(error);
+  return ok != FALSE;
+}
+
 bool WriteFile(KernelHandle file, const void* buffer, std::uint32_t size, std::uint32_t* written) {
   DWORD count = 0;
   const BOOL ok = ::WriteFile(AsHandle(file), buffer, size, &count, nullptr);
@@ -173,8 +220,39 @@ KernelHandle CreateNamedPipeW(std::u16string_view name, std::uint32_t openMode,
                                        outBufferSize, inBufferSize, defaultTimeout, nullptr));
 }
 
+KernelHandle CreateNamedPipeW(std::u16string_view name, std::uint32_t openMode,
+                              std::uint32_t pipeMode, std::uint32_t maxInstances,
+                              std::uint32_t outBufferSize, std::uint32_t inBufferSize,
+                              std::uint32_t defaultTimeout, std::u16string_view securitySddl) {
+  PSECURITY_DESCRIPTOR descriptor = nullptr;
+  if (!::ConvertStringSecurityDescriptorToSecurityDescriptorW(
+          AsWide(securitySddl).c_str(), SDDL_REVISION_1, &descriptor, nullptr)) {
+    return {};
+  }
+  SECURITY_ATTRIBUTES attributes = {sizeof(attributes), descriptor, FALSE};
+  const HANDLE pipe = ::CreateNamedPipeW(AsWide(name).c_str(), openMode, pipeMode, maxInstances,
+                                         outBufferSize, inBufferSize, defaultTimeout, &attributes);
+  const DWORD error = ::GetLastError();
+  ::LocalFree(descriptor);
+  ::SetLastError(error);
+  return FromHandle(pipe);
+}
+
 bool ConnectNamedPipe(KernelHandle pipe) {
-  return ::ConnectNamedPipe(AsHandle(pipe), nullptr) != FALSE;
+  // An overlapped handle needs its structure; a plain one blocks inside the call all the same.
+  const HANDLE event = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  if (event == nullptr) return false;
+  OVERLAPPED overlapped = {};
+  overlapped.hEvent = event;
+  BOOL ok = ::ConnectNamedPipe(AsHandle(pipe), &overlapped);
+  if (!ok && ::GetLastError() == ERROR_IO_PENDING) {
+    DWORD ignored = 0;
+    ok = ::GetOverlappedResult(AsHandle(pipe), &overlapped, &ignored, TRUE);
+  }
+  const DWORD error = ::GetLastError();
+  ::CloseHandle(event);
+  ::SetLastError(ok ? ERROR_SUCCESS : error);
+  return ok != FALSE;
 }
 
 bool FlushFileBuffers(KernelHandle file) { return ::FlushFileBuffers(AsHandle(file)) != FALSE; }

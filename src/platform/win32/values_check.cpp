@@ -8,7 +8,11 @@
 #include <shellapi.h>
 #include <shlobj.h>
 #include <winsvc.h>
+#include <d3d11.h>
+#include <dxgi1_2.h>
+#include <gdiplus.h>
 
+#include "platform/capture.h"
 #include "platform/gdi.h"
 #include "platform/handles.h"
 #include "platform/kernel.h"
@@ -58,7 +62,10 @@ static_assert(kGenericRead == GENERIC_READ && kGenericWrite == GENERIC_WRITE &&
               kFileAttributeNormal == FILE_ATTRIBUTE_NORMAL);
 static_assert(kPipeAccessInbound == PIPE_ACCESS_INBOUND && kPipeTypeMessage == PIPE_TYPE_MESSAGE &&
               kPipeReadmodeMessage == PIPE_READMODE_MESSAGE &&
-              kPipeUnlimitedInstances == PIPE_UNLIMITED_INSTANCES);
+              kPipeUnlimitedInstances == PIPE_UNLIMITED_INSTANCES &&
+              kPipeRejectRemoteClients == PIPE_REJECT_REMOTE_CLIENTS &&
+              kFileFlagOverlapped == FILE_FLAG_OVERLAPPED);
+static_assert(kSeGroupLogonId == SE_GROUP_LOGON_ID);
 static_assert(kAttachParentProcess == ATTACH_PARENT_PROCESS);
 
 // Windows, messages and hooks.
@@ -205,6 +212,21 @@ static_assert(kAfInet == AF_INET && kGaaFlagSkipAnycast == GAA_FLAG_SKIP_ANYCAST
               kIfTypeEthernetCsmacd == IF_TYPE_ETHERNET_CSMACD &&
               kIfTypeSoftwareLoopback == IF_TYPE_SOFTWARE_LOOPBACK &&
               kIfTypeIeee80211 == IF_TYPE_IEEE80211 && kIfTypeTunnel == IF_TYPE_TUNNEL);
+
+// Capture.
+static_assert(kSOk == S_OK && kEFail == E_FAIL && kENoInterface == E_NOINTERFACE &&
+              kDxgiErrorNotFound == DXGI_ERROR_NOT_FOUND &&
+              kDxgiErrorWaitTimeout == DXGI_ERROR_WAIT_TIMEOUT &&
+              kDxgiErrorAccessLost == DXGI_ERROR_ACCESS_LOST);
+static_assert(kD3dDriverTypeHardware == D3D_DRIVER_TYPE_HARDWARE &&
+              kD3dFeatureLevel11_0 == D3D_FEATURE_LEVEL_11_0 &&
+              kD3dFeatureLevel10_1 == D3D_FEATURE_LEVEL_10_1 &&
+              kD3dFeatureLevel10_0 == D3D_FEATURE_LEVEL_10_0);
+static_assert(kDxgiFormatB8G8R8A8Unorm == DXGI_FORMAT_B8G8R8A8_UNORM &&
+              kD3d11UsageStaging == D3D11_USAGE_STAGING &&
+              kD3d11CpuAccessRead == D3D11_CPU_ACCESS_READ && kD3d11MapRead == D3D11_MAP_READ);
+static_assert(kGdiplusOk == Gdiplus::Ok);
+static_assert(sizeof(D3D_FEATURE_LEVEL) == sizeof(std::uint32_t));
 
 // Overlay windows.
 static_assert(kNullBrush == NULL_BRUSH && kSwShowNoActivate == SW_SHOWNOACTIVATE &&

@@ -7,3 +7,5 @@ kt_windows_test(platform_contract_test
   SOURCES ${KT_CONTRACT_SOURCES} ${KT_CONTRACT_DIR}/win32_values_check.cpp
   LIBS kt_platform)
 kt_windows_test(gdi_contract_test SOURCES ${KT_CONTRACT_DIR}/gdi_contract_test.cpp LIBS kt_platform)
+kt_windows_test(capture_contract_test SOURCES ${KT_CONTRACT_DIR}/capture_contract_test.cpp
+  LIBS kt_platform)

@@ -13,3 +13,7 @@ add_executable(device_list device_list.cpp)
 target_link_libraries(device_list PRIVATE setupapi)
 target_link_options(device_list PRIVATE -static)
 set_target_properties(device_list PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${KT_WINDOWS_TESTS_DIR})
+
+# The executable's file properties against the project's one version.
+kt_windows_test(file_version_test SOURCES file_version_test.cpp LIBS version)
+target_compile_definitions(file_version_test PRIVATE KT_PROJECT_VERSION="${PROJECT_VERSION}")

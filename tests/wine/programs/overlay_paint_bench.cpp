@@ -9,11 +9,13 @@
 //   popup_paint    the real popup, the same way
 //   bitblt_screen  one BitBlt of a full-screen memory bitmap onto a full-screen window
 //   bitblt_bar     one BitBlt of a memory bitmap of the marquee's size onto the marquee
+//   huge_tick, huge_paint  the same for a marquee of 1 MB of text, as bad input can make it
 // Nothing is checked: the numbers are printed for a person to read.
 #include <windows.h>
 
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 
 #include "overlay/marquee.h"
 #include "overlay/overlay_window.h"
@@ -115,6 +117,20 @@ int main(int argc, char** argv) {
   const double tickMs = (NowMs() - start) / count;
   CloseMarquee();
 
+  // Every tick measures the whole text and every paint draws it: a huge text costs in full.
+  constexpr int kHugeRounds = 5;
+  ShowMarquee(u"", std::u16string(1 << 20, u'x'), 1);
+  const HWND huge = GetMarqueeState().window;
+  double hugeTickMs = -1;
+  double hugePaintMs = -1;
+  if (huge) {
+    hugePaintMs = RepaintMs(huge, kHugeRounds);
+    start = NowMs();
+    for (int i = 0; i < kHugeRounds; ++i) MarqueeTimerStep(huge);
+    hugeTickMs = (NowMs() - start) / kHugeRounds;
+  }
+  CloseMarquee();
+
   ShowPopup(u"Benchmark", u"A popup body that wraps over a few lines of the note.", 1000);
   const HWND popup = GetPopupState().window;
   const double popupPaintMs = popup ? RepaintMs(popup, count) : -1;
@@ -128,6 +144,8 @@ int main(int argc, char** argv) {
   std::printf("popup_paint   %8.3f ms  (WM_PAINT of the real popup)\n", popupPaintMs);
   std::printf("bitblt_screen %8.3f ms  (one full-screen BitBlt)\n", bitBltScreenMs);
   std::printf("bitblt_bar    %8.3f ms  (one BitBlt of the marquee's size)\n", bitBltBarMs);
+  std::printf("huge_tick     %8.3f ms  (one timer step, 1 MB of text)\n", hugeTickMs);
+  std::printf("huge_paint    %8.3f ms  (WM_PAINT, 1 MB of text)\n", hugePaintMs);
   std::printf(
       "ratio marquee_paint/bitblt_screen %.2f, popup_paint/bitblt_screen %.2f, "
       "marquee_paint/bitblt_bar %.2f\n",

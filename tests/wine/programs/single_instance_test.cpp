@@ -14,6 +14,7 @@
 #include <fstream>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "app/app_log.h"
 #include "app/product.h"
@@ -381,6 +382,90 @@ TEST(RunningInstance, PayloadsAreJudgedAsTheServerReadsThem) {
   const std::optional<int> after = ShowsSoFar(main);
   ASSERT_TRUE(after.has_value());
   EXPECT_EQ(*after - *before, 1) << "only the 64-byte payload with SHOW in it shows";
+}
+
+// Shows counted by the running instance for a batch of clients: each payload of `payloads` is
+// sent by one client, one after the other.
+std::optional<int> ShowsFor(HWND main, const std::vector<std::string>& payloads) {
+  const std::optional<int> before = ShowsSoFar(main);
+  if (!before) return std::nullopt;
+  for (const std::string& payload : payloads) SendPayload(payload);
+  const std::optional<int> after = ShowsSoFar(main);
+  if (!after) return std::nullopt;
+  return *after - *before;
+}
+
+TEST(RunningInstance, AThousandClientsInARowAreEachServed) {
+  const HWND main = RunningInstanceWindow();
+  ASSERT_NE(main, nullptr);
+  EXPECT_EQ(ShowsFor(main, std::vector<std::string>(1000, "SHOW")), std::optional<int>(1000));
+}
+
+TEST(RunningInstance, PayloadsOfEverySizeAndGarbageLeaveTheServerServing) {
+  const HWND main = RunningInstanceWindow();
+  ASSERT_NE(main, nullptr);
+  std::vector<std::string> payloads;
+  for (const std::size_t size : {0, 1, 63, 64, 65, 4096}) {
+    payloads.push_back(size < 4 ? std::string(size, 'S') : "SHOW" + std::string(size - 4, 'x'));
+  }
+  std::string garbage(64, '\0');
+  for (std::size_t i = 0; i < garbage.size(); ++i)
+    garbage[i] = static_cast<char>((i * 37 + 11) & 0xFF);
+  ASSERT_EQ(garbage.find("SHOW"), std::string::npos);
+  payloads.push_back(garbage);
+  std::string zerosAround(64, '\0');
+  zerosAround.replace(20, 4, "SHOW");
+  payloads.push_back(zerosAround);
+  // 63 and 64 bytes, and the request between zeros: a longer message fails the read.
+  EXPECT_EQ(ShowsFor(main, payloads), std::optional<int>(3));
+  EXPECT_EQ(ShowsFor(main, {"SHOW"}), std::optional<int>(1));
+}
+
+TEST(RunningInstance, AClientThatNeverWritesDoesNotKeepOthersOut) {
+  const HWND main = RunningInstanceWindow();
+  ASSERT_NE(main, nullptr);
+  const std::optional<int> before = ShowsSoFar(main);
+  ASSERT_TRUE(before.has_value());
+  UniqueKernelHandle silent;
+  ASSERT_TRUE(PumpUntil(kWaitBoundMs, [&silent] {
+    silent = OpenActivationPipe();
+    return static_cast<bool>(silent);
+  }));
+  // Held open the whole time: the server gives up on it, so the request gets through.
+  EXPECT_TRUE(SendActivationRequest());
+  const std::optional<int> after = ShowsSoFar(main);
+  ASSERT_TRUE(after.has_value());
+  EXPECT_EQ(*after - *before, 1);
+}
+
+TEST(RunningInstance, AClientThatLeavesInTheMiddleOfItsWriteLeavesTheServerServing) {
+  const HWND main = RunningInstanceWindow();
+  ASSERT_NE(main, nullptr);
+  const std::optional<int> before = ShowsSoFar(main);
+  ASSERT_TRUE(before.has_value());
+  for (int round = 0; round < 20; ++round) {
+    HANDLE pipe = INVALID_HANDLE_VALUE;
+    ASSERT_TRUE(PumpUntil(kWaitBoundMs, [&pipe] {
+      pipe = ::CreateFileW(AsWide(kActivationPipeName).c_str(), GENERIC_WRITE, 0, nullptr,
+                           OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr);
+      return pipe != INVALID_HANDLE_VALUE;
+    }));
+    const std::string big = "SHOW" + std::string(8188, 'x');
+    OVERLAPPED overlapped = {};
+    overlapped.hEvent = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    ::WriteFile(pipe, big.data(), static_cast<DWORD>(big.size()), nullptr, &overlapped);
+    // Gone while the write may still be under way.
+    ::CancelIoEx(pipe, &overlapped);
+    DWORD ignored = 0;
+    ::GetOverlappedResult(pipe, &overlapped, &ignored, TRUE);
+    ::CloseHandle(pipe);
+    ::CloseHandle(overlapped.hEvent);
+  }
+  EXPECT_TRUE(SendActivationRequest());
+  const std::optional<int> after = ShowsSoFar(main);
+  ASSERT_TRUE(after.has_value());
+  EXPECT_EQ(*after - *before, 1);
+  EXPECT_TRUE(::IsWindowVisible(main));
 }
 
 TEST(RunningInstance, ForceForegroundWindowBringsTheMinimisedWindowToTheFront) {
