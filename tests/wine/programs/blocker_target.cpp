@@ -236,6 +236,40 @@ std::string Execute(const std::string& line, bool* quit) {
     if (count < 1) return "error hooklatency wants N";
     return MeasureBareHook(count);
   }
+  // For the overlay's test: a window of ours made active, what is active, and the windows of a
+  // class with their rectangles, extended styles and visibility.
+  if (verb == "activate") {
+    HWND window = ParseHandle(rest);
+    return SetForegroundWindow(window) ? "ok" : "error SetForegroundWindow";
+  }
+  if (verb == "foreground") {
+    return "ok " + std::to_string(reinterpret_cast<uintptr_t>(GetForegroundWindow()));
+  }
+  if (verb == "windows") {
+    struct Found {
+      std::wstring className;
+      std::string reply;
+      int count = 0;
+    } found{Wide(rest), "", 0};
+    EnumWindows(
+        [](HWND window, LPARAM parameter) -> BOOL {
+          auto* f = reinterpret_cast<Found*>(parameter);
+          wchar_t name[256] = {};
+          GetClassNameW(window, name, 256);
+          if (f->className != name) return TRUE;
+          RECT r{};
+          GetWindowRect(window, &r);
+          ++f->count;
+          f->reply += " " + std::to_string(reinterpret_cast<uintptr_t>(window)) + " " +
+                      std::to_string(r.left) + " " + std::to_string(r.top) + " " +
+                      std::to_string(r.right) + " " + std::to_string(r.bottom) + " " +
+                      std::to_string(GetWindowLongW(window, GWL_EXSTYLE)) + " " +
+                      (IsWindowVisible(window) ? "1" : "0");
+          return TRUE;
+        },
+        reinterpret_cast<LPARAM>(&found));
+    return "ok " + std::to_string(found.count) + found.reply;
+  }
   if (verb == "quit") {
     *quit = true;
     return "ok";
