@@ -11,6 +11,10 @@
 #include "channels/standard_codec.h"
 #include "devices/device_classification.h"
 #include "devices/device_disconnect.h"
+#include "devices/driver_list.h"
+#include "devices/hardware_specs.h"
+#include "devices/product_serial.h"
+#include "devices/startup_report.h"
 #include "devices/usb_storage_policy.h"
 #include "platform/kernel.h"
 #include "platform/setupapi.h"
@@ -233,6 +237,14 @@ void HandleDeviceMonitorCall(const MethodCall& call, std::unique_ptr<MethodResul
                                 : kNoArguments;
   if (method == "getDeviceStatusDetailed") {
     result->Success(EncodableValue(GetDeviceStatusDetailed()));
+  } else if (method == "getHardwareSpecs") {
+    result->Success(EncodableValue(GetHardwareSpecs()));
+  } else if (method == "getStartupReportInfo") {
+    result->Success(EncodableValue(GetStartupReportInfo()));
+  } else if (method == "getDriverList") {
+    result->Success(EncodableValue(GetDriverList()));
+  } else if (method == "getWindowsProductSerialNumber") {
+    result->Success(EncodableValue(GetWindowsProductSerialNumber()));
   } else if (method == "disconnectDevice") {
     result->Success(EncodableValue(DisconnectDevice(GetString(map, "deviceType"))));
   } else if (method == "getUsbStoragePolicy") {
@@ -241,8 +253,6 @@ void HandleDeviceMonitorCall(const MethodCall& call, std::unique_ptr<MethodResul
     result->Success(EncodableValue(SetUsbStoragePolicy(GetBool(map, "disabled", false),
                                                        GetBool(map, "disconnectCurrent", true))));
   } else {
-    // getHardwareSpecs, getStartupReportInfo, getDriverList and getWindowsProductSerialNumber
-    // come with the machine's inventory; until then they are unknown here, like any other name.
     result->NotImplemented();
   }
 }

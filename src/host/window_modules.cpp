@@ -8,6 +8,8 @@
 #include "host/flutter_engine.h"
 #include "host/flutter_window.h"
 #include "host/system_commands.h"
+#include "overlay/overlay_channel.h"
+#include "overlay/overlay_window.h"
 
 namespace {
 
@@ -33,6 +35,23 @@ constexpr WindowModule kWindowModules[] = {
            window, wParam,
            reinterpret_cast<const void*>(lParam));  // NOLINT(performance-no-int-to-ptr)
      }},
+    // The channel's handler holds the window for the tray texts that setNativeStrings replaces.
+    {.stages = {{{[](FlutterWindow&) { return RegisterOverlayWindowClass(); },
+                  u"Overlay notification initialized", u"",
+                  u"Overlay notification initialization failed"},
+                 {[](FlutterWindow& window) {
+                    window.RegisterChannel(
+                        product::kOverlayChannel,
+                        [&window](const MethodCall& call, std::unique_ptr<MethodResult> result) {
+                          HandleOverlayCall(call, std::move(result),
+                                            {&window.TrayShowText(), &window.TrayExitText()});
+                        });
+                    return true;
+                  },
+                  u"Overlay notification channel registered", u"",
+                  u"Overlay notification channel registration failed"}}},
+     .channel = product::kOverlayChannel,
+     .stop = [](FlutterWindow&) { ShutdownOverlay(); }},
     {.stages = {{{[](FlutterWindow&) {
                     blocker::WindowBlocker::Instance().SetOwnProcessId();
                     return true;

@@ -112,6 +112,30 @@ class Executor {
     Count(selected && drawn);
   }
 
+  void operator()(const FillRegion& op) {
+    const UniqueRegion region(
+        op.shape == RegionShape::kEllipse
+            ? platform::CreateEllipticRgn(op.rect.left, op.rect.top, op.rect.right, op.rect.bottom)
+            : platform::CreateRoundRectRgn(op.rect.left, op.rect.top, op.rect.right, op.rect.bottom,
+                                           op.corner, op.corner));
+    const UniqueBrush brush(platform::CreateSolidBrush(ToColorRef(op.color)));
+    Count(region && brush && platform::FillRgn(dc_, region.get(), brush.get()));
+  }
+
+  void operator()(const Outline& op) {
+    const UniquePen pen = MakePen(op.pen);
+    const SelectedObject selectedBrush(dc_, platform::GetStockObject(platform::kNullBrush));
+    const SelectedObject selectedPen(dc_, pen.get());
+    if (!selectedBrush || !selectedPen) {
+      ++failures_;
+      return;
+    }
+    const Rect& r = op.rect;
+    Count(op.shape == OutlineShape::kRectangle
+              ? platform::Rectangle(dc_, r.left, r.top, r.right, r.bottom)
+              : platform::RoundRect(dc_, r.left, r.top, r.right, r.bottom, op.corner, op.corner));
+  }
+
   // Drawing unclipped would spill over what the clip protects: when a clip cannot be set, what
   // lies inside it is left out.
   void operator()(const PushClip& op) {

@@ -18,6 +18,8 @@ using UniqueFont =
     UniqueHandle<platform::ClosingTraits<platform::FontHandle, &platform::DeleteObject>>;
 using UniqueBitmap =
     UniqueHandle<platform::ClosingTraits<platform::BitmapHandle, &platform::DeleteObject>>;
+using UniqueRegion =
+    UniqueHandle<platform::ClosingTraits<platform::RegionHandle, &platform::DeleteObject>>;
 // CreateCompatibleDC's: deleted, never released.
 using UniqueMemoryDc =
     UniqueHandle<platform::ClosingTraits<platform::DcHandle, &platform::DeleteDC>>;

@@ -59,6 +59,20 @@ struct Describer {
   }
   std::string operator()(const PushClip& op) const { return "clip " + Coordinates(op.rect); }
   std::string operator()(const PopClip& /*op*/) const { return "unclip"; }
+  std::string operator()(const FillRegion& op) const {
+    if (op.shape == RegionShape::kEllipse) {
+      return "region ellipse " + Coordinates(op.rect) + " " + Hex(op.color);
+    }
+    return "region roundrect " + Coordinates(op.rect) + " corner=" + std::to_string(op.corner) +
+           " " + Hex(op.color);
+  }
+  std::string operator()(const Outline& op) const {
+    if (op.shape == OutlineShape::kRectangle) {
+      return "outline rectangle " + Coordinates(op.rect) + " " + PenText(op.pen);
+    }
+    return "outline roundrect " + Coordinates(op.rect) + " corner=" + std::to_string(op.corner) +
+           " " + PenText(op.pen);
+  }
 };
 
 }  // namespace

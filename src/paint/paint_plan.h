@@ -102,6 +102,27 @@ struct Text {
   bool operator==(const Text&) const = default;
 };
 
+// A region filled in one colour with no outline, as FillRgn paints CreateEllipticRgn's or
+// CreateRoundRectRgn's shape over `rect`.
+enum class RegionShape { kEllipse, kRoundRect };
+struct FillRegion {
+  RegionShape shape = RegionShape::kEllipse;
+  Rect rect;
+  int corner = 0;  // kRoundRect: the corner ellipse's width and height
+  Color color;
+  bool operator==(const FillRegion&) const = default;
+};
+
+// An outline alone, in the null brush: the inside keeps what lies below it.
+enum class OutlineShape { kRectangle, kRoundRect };
+struct Outline {
+  OutlineShape shape = OutlineShape::kRectangle;
+  Rect rect;
+  int corner = 0;  // kRoundRect only
+  Pen pen;
+  bool operator==(const Outline&) const = default;
+};
+
 // Everything up to the matching PopClip is drawn inside `rect` (and inside any enclosing clip).
 struct PushClip {
   Rect rect;
@@ -111,7 +132,8 @@ struct PopClip {
   bool operator==(const PopClip&) const = default;
 };
 
-using Op = std::variant<FillRect, Rectangle, RoundRect, Ellipse, Strokes, Text, PushClip, PopClip>;
+using Op = std::variant<FillRect, Rectangle, RoundRect, Ellipse, Strokes, Text, PushClip, PopClip,
+                        FillRegion, Outline>;
 
 struct Plan {
   Size size;                // the area the plan covers, from (0, 0)

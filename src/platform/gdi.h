@@ -52,6 +52,7 @@ inline constexpr std::uint32_t kDtSingleLine = 0x20;
 inline constexpr std::uint32_t kDtNoClip = 0x100;
 inline constexpr std::uint32_t kDtNoPrefix = 0x800;
 inline constexpr std::uint32_t kDtEndEllipsis = 0x8000;
+inline constexpr std::uint32_t kDtEditControl = 0x2000;
 
 // PAINTSTRUCT field for field, so that EndPaint gets back exactly what BeginPaint filled in.
 struct PaintStruct {
@@ -108,5 +109,17 @@ int DrawTextW(DcHandle dc, std::u16string_view text, Rect* rect, std::uint32_t f
 int SaveDC(DcHandle dc);
 bool RestoreDC(DcHandle dc, int savedDc);
 int IntersectClipRect(DcHandle dc, int left, int top, int right, int bottom);
+
+// ---- Regions, stock objects and text extents (the overlay windows) ----
+inline constexpr int kNullBrush = 5;
+// Never deleted: stock objects outlive every DeleteObject.
+GdiObjectHandle GetStockObject(int index);
+// Regions are deleted with DeleteObject; null on failure.
+RegionHandle CreateEllipticRgn(int left, int top, int right, int bottom);
+RegionHandle CreateRoundRectRgn(int left, int top, int right, int bottom, int cornerWidth,
+                                int cornerHeight);
+bool FillRgn(DcHandle dc, RegionHandle region, BrushHandle brush);
+// The extent of one line of text in the selected font.
+bool GetTextExtentPoint32W(DcHandle dc, std::u16string_view text, Size* size);
 
 }  // namespace platform

@@ -41,4 +41,11 @@ struct NotifyIconData {
 };
 bool Shell_NotifyIconW(unsigned message, const NotifyIconData& data);
 
+// ShellExecuteW; empty parameters or directory are passed as null. The HINSTANCE it answers, as
+// a number: above 32 for success.
+inline constexpr int kSwShowNormal = 1;
+std::intptr_t ShellExecuteW(WindowHandle owner, std::u16string_view verb, std::u16string_view file,
+                            std::u16string_view parameters, std::u16string_view directory,
+                            int show);
+
 }  // namespace platform

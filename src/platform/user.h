@@ -293,6 +293,11 @@ unsigned GetDpiForWindow(WindowHandle window);
 // Calls a BOOL WINAPI (HWND) function that GetProcAddress found: EnableNonClientDpiScaling.
 bool CallEnableNonClientDpiScaling(void* procedure, WindowHandle window);
 
+// ---- Layered windows and showing without activation (the overlay windows) ----
+inline constexpr int kSwShowNoActivate = 4;
+bool SetLayeredWindowAttributes(WindowHandle window, std::uint32_t colorKey, std::uint8_t alpha,
+                                std::uint32_t flags);
+
 // ---- Session and power ----
 inline constexpr unsigned kEwxReboot = 0x02;
 inline constexpr unsigned kEwxPowerOff = 0x08;

@@ -177,4 +177,57 @@ TEST(Drawing, EveryCallTheExecutorMakesSucceedsOnAMemoryBitmap) {
   EXPECT_TRUE(platform::DeleteObject(brush));
 }
 
+// ---- The overlay windows' regions, null brush and text extents ----
+
+TEST(Regions, AreFilledWithABrushAndDeletedLikeAnyObject) {
+  const MemoryCanvas canvas(60, 40);
+  ASSERT_TRUE(canvas.ready());
+  const platform::RegionHandle disc = platform::CreateEllipticRgn(10, 8, 34, 32);
+  const platform::RegionHandle button = platform::CreateRoundRectRgn(36, 8, 60, 32, 8, 8);
+  const platform::BrushHandle brush = platform::CreateSolidBrush(platform::Rgb(66, 133, 244));
+  ASSERT_TRUE(disc && button && brush);
+  EXPECT_TRUE(platform::FillRgn(canvas.dc(), disc, brush));
+  EXPECT_TRUE(platform::FillRgn(canvas.dc(), button, brush));
+  EXPECT_TRUE(platform::DeleteObject(button));
+  EXPECT_TRUE(platform::DeleteObject(disc));
+  EXPECT_TRUE(platform::DeleteObject(brush));
+}
+
+TEST(GetStockObject, TheNullBrushIsSelectableAndOutlivesDeleteObject) {
+  const MemoryCanvas canvas(8, 8);
+  ASSERT_TRUE(canvas.ready());
+  const platform::GdiObjectHandle hollow = platform::GetStockObject(platform::kNullBrush);
+  ASSERT_NE(hollow, nullptr);
+  const platform::GdiObjectHandle previous = platform::SelectObject(canvas.dc(), hollow);
+  ASSERT_NE(previous, nullptr);
+  EXPECT_TRUE(platform::Rectangle(canvas.dc(), 0, 0, 8, 8));
+  EXPECT_EQ(platform::SelectObject(canvas.dc(), previous), hollow);
+  EXPECT_TRUE(platform::DeleteObject(hollow));
+  EXPECT_EQ(platform::GetStockObject(platform::kNullBrush), hollow);
+}
+
+TEST(GetTextExtentPoint32W, GrowsWithTheTextAndMeasuresNothingAsZeroWide) {
+  const MemoryCanvas canvas(8, 8);
+  ASSERT_TRUE(canvas.ready());
+  const platform::FontHandle font = platform::CreateFontW(
+      20, 0, 0, 0, platform::kFwNormal, 0, 0, 0, platform::kDefaultCharset,
+      platform::kOutDefaultPrecis, platform::kClipDefaultPrecis, platform::kClearTypeQuality,
+      platform::kDefaultPitch | platform::kFfDontCare, u"Microsoft YaHei");
+  ASSERT_NE(font, nullptr);
+  const platform::GdiObjectHandle previous = platform::SelectObject(canvas.dc(), font);
+  ASSERT_NE(previous, nullptr);
+  Size one;
+  Size three;
+  Size none{-1, -1};
+  EXPECT_TRUE(platform::GetTextExtentPoint32W(canvas.dc(), u"M", &one));
+  EXPECT_TRUE(platform::GetTextExtentPoint32W(canvas.dc(), u"MMM", &three));
+  EXPECT_TRUE(platform::GetTextExtentPoint32W(canvas.dc(), u"", &none));
+  EXPECT_GT(one.width, 0);
+  EXPECT_GT(three.width, 2 * one.width);
+  EXPECT_GT(one.height, 0);
+  EXPECT_EQ(none.width, 0);
+  platform::SelectObject(canvas.dc(), previous);
+  EXPECT_TRUE(platform::DeleteObject(font));
+}
+
 }  // namespace

@@ -224,4 +224,12 @@ TEST(GetWindowsDirectoryW, TooShortABufferAsksForTheLengthWithTheTerminator) {
   EXPECT_EQ(platform::GetWindowsDirectoryW(small, 3), length + 1);
 }
 
+// ---- The hardware report's memory status ----
+
+TEST(GlobalMemoryStatusEx, GivesANonZeroTotalOfPhysicalMemory) {
+  std::uint64_t total = 0;
+  ASSERT_TRUE(platform::GlobalMemoryStatusEx(&total));
+  EXPECT_GT(total, 0u);
+}
+
 }  // namespace

@@ -496,4 +496,25 @@ TEST(DwmGetWindowAttribute, FailsWithoutCompositionAndLeavesTheOutputAlone) {
   EXPECT_EQ(frame, (Rect{-1, -1, -1, -1}));
 }
 
+// ---- Layered windows, as the overlay windows are ----
+
+TEST(SetLayeredWindowAttributes, SetsTheAlphaOfALayeredWindowThatGetLayeredReadsBack) {
+  WindowRequest request;
+  request.exStyle = platform::kWsExLayered | platform::kWsExToolWindow | platform::kWsExTopmost;
+  TestWindow window(request);
+  ASSERT_NE(window.get(), nullptr);
+  EXPECT_TRUE(platform::SetLayeredWindowAttributes(window.get(), 0, 255, platform::kLwaAlpha));
+  std::uint8_t alpha = 0;
+  std::uint32_t flags = 0;
+  ASSERT_TRUE(platform::GetLayeredWindowAttributes(window.get(), nullptr, &alpha, &flags));
+  EXPECT_EQ(alpha, 255);
+  EXPECT_EQ(flags, platform::kLwaAlpha);
+}
+
+TEST(SetLayeredWindowAttributes, RefusesAWindowThatIsNotLayered) {
+  TestWindow window;
+  ASSERT_NE(window.get(), nullptr);
+  EXPECT_FALSE(platform::SetLayeredWindowAttributes(window.get(), 0, 255, platform::kLwaAlpha));
+}
+
 }  // namespace

@@ -30,6 +30,7 @@ using e2e::kTimeout;
 constexpr const char* kSystemCommands = e2e::kSystemCommandsChannel;
 constexpr const char* kWindowBlocker = e2e::kWindowBlockerChannel;
 constexpr const char* kDeviceMonitor = e2e::kDeviceMonitorChannel;
+constexpr const char* kOverlay = "com.kelvo.tarnel/overlay_notification";
 
 constexpr uint32_t kWmFontChange = 29;
 constexpr uint32_t kWmSysCommand = 274;
@@ -78,7 +79,7 @@ TEST_F(AppTest, StartUpEventsArriveInOrder) {
   std::vector<std::string> expected = {
       "engine-created:data\\flutter_assets\ndata\\icudtl.dat\ndata\\app.so\n--dart-"
       "flag\n\xc3\xa9t\xc3\xa9"};
-  ASSERT_EQ(events.size(), 2 + std::size(kPluginRegistrars) + 3);
+  ASSERT_EQ(events.size(), 2 + std::size(kPluginRegistrars) + 4);
   EXPECT_EQ(events[0], expected[0]);
   EXPECT_EQ(events[1].rfind("view-created:", 0), 0u) << events[1];
   for (size_t i = 0; i < std::size(kPluginRegistrars); ++i) {
@@ -87,7 +88,8 @@ TEST_F(AppTest, StartUpEventsArriveInOrder) {
   // The channels in the order of the start-up stages.
   const size_t channels = 2 + std::size(kPluginRegistrars);
   EXPECT_EQ(events[channels], std::string("handler-set:") + kDeviceMonitor);
-  EXPECT_EQ(events[channels + 1], std::string("handler-set:") + kWindowBlocker);
+  EXPECT_EQ(events[channels + 1], std::string("handler-set:") + kOverlay);
+  EXPECT_EQ(events[channels + 2], std::string("handler-set:") + kWindowBlocker);
 }
 
 TEST_F(AppTest, GetIdleSecondsAnswersASixtyFourBitInteger) {
@@ -377,6 +379,8 @@ TEST_F(AppTest, LogHoldsTheStartUpLinesInOrder) {
       "[FlutterWindow] RegisterPlugins done",
       "[FlutterWindow] Tray icon initialized",
       "[FlutterWindow] Device monitor initialized",
+      "[FlutterWindow] Overlay notification initialized",
+      "[FlutterWindow] Overlay notification channel registered",
       "[FlutterWindow] Window blocker initialized",
       "[FlutterWindow] Window blocker channel registered",
       "[FlutterWindow] System commands channel registered",

@@ -1,4 +1,7 @@
 #include "host/flutter_window.h"
+#include "overlay/marquee.h"
+#include "overlay/overlay_strings.h"
+#include "overlay/overlay_window.h"
 
 #include <algorithm>
 #include <memory>
@@ -65,6 +68,8 @@ class FlutterWindowTest : public ::testing::Test {
     window.reset();
     blocker::WindowBlocker::Instance().ResetForTests();
     sim::WaitForThreads();
+    ShutdownOverlay();
+    GetOverlayStrings() = OverlayStrings{};
   }
 
   bool Create(bool visible = true) {
@@ -120,6 +125,8 @@ TEST_F(FlutterWindowTest, OnCreateLogsEachStageInOrder) {
       ElementsAre("[FlutterWindow] OnCreate start", "[FlutterWindow] RegisterPlugins start",
                   "[FlutterWindow] RegisterPlugins done", "[FlutterWindow] Tray icon initialized",
                   "[FlutterWindow] Device monitor initialized",
+                  "[FlutterWindow] Overlay notification initialized",
+                  "[FlutterWindow] Overlay notification channel registered",
                   "[FlutterWindow] Window blocker initialized",
                   "[FlutterWindow] Window blocker channel registered",
                   "[FlutterWindow] System commands channel registered",
@@ -200,6 +207,8 @@ TEST_F(FlutterWindowTest, AThrowingTrayStageLogsItsFailureAndTheLaterStagesRun) 
                           "[FlutterWindow] RegisterPlugins done",
                           "[FlutterWindow] Tray icon initialization failed",
                           "[FlutterWindow] Device monitor initialized",
+                          "[FlutterWindow] Overlay notification initialized",
+                          "[FlutterWindow] Overlay notification channel registered",
                           "[FlutterWindow] Window blocker initialized",
                           "[FlutterWindow] Window blocker channel registered",
                           "[FlutterWindow] System commands channel registered",
@@ -689,6 +698,39 @@ TEST_F(FlutterWindowTest, OnDestroyBeforeTheWindowExistsDoesNoHarm) {
   EXPECT_TRUE(sim::TrayCalls().empty());
   EXPECT_EQ(sim::LiveEngineCount(), 0);
   EXPECT_FALSE(Has("FlutterDesktopViewControllerDestroy"));
+}
+
+// ---- Overlay module ----
+
+TEST_F(FlutterWindowTest, OverlayTrayTextsFromSetNativeStringsAppearOnTheNextMenu) {
+  ASSERT_TRUE(Create());
+  sim::FakeMessenger& messenger = sim::EngineMessenger();
+  ASSERT_TRUE(messenger.HasCallback("com.kelvo.tarnel/overlay_notification"));
+  const EncodableMap texts{
+      {EncodableValue(std::string("trayShowWindow")), EncodableValue(std::string("Show"))},
+      {EncodableValue(std::string("trayExit")), EncodableValue(std::string("Quit"))}};
+  const auto call = StandardMethodCodec::GetInstance().EncodeMethodCall(
+      MethodCall("setNativeStrings", std::make_unique<EncodableValue>(texts)));
+  const auto responses =
+      messenger.ResponsesTo(messenger.Deliver("com.kelvo.tarnel/overlay_notification", *call));
+  ASSERT_EQ(responses.size(), 1u);
+  EXPECT_EQ(responses[0].bytes, (std::vector<uint8_t>{0x00, 0x01}));
+  Send(product::kMsgTrayIcon, 1, kWmRButtonUp);
+  const auto items = sim::LastTrackedMenu();
+  ASSERT_EQ(items.size(), 3u);
+  EXPECT_EQ(items[0].text, u"Show");
+  EXPECT_EQ(items[2].text, u"Quit");
+}
+
+TEST_F(FlutterWindowTest, OnDestroyClosesAnOpenMarqueeAndUnregistersTheOverlayClass) {
+  ASSERT_TRUE(Create());
+  ASSERT_TRUE(sim::ClassRegistered(u"KelvoTarnel_MarqueeNotification"));
+  ShowMarquee(u"", u"x", 1);
+  const platform::WindowHandle marquee = GetMarqueeState().window;
+  ASSERT_TRUE(platform::IsWindow(marquee));
+  ASSERT_TRUE(platform::DestroyWindow(Handle()));
+  EXPECT_FALSE(platform::IsWindow(marquee));
+  EXPECT_FALSE(sim::ClassRegistered(u"KelvoTarnel_MarqueeNotification"));
 }
 
 TEST_F(FlutterWindowTest, CreatingAgainReplacesTheController) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstdlib>
 #include <cstdio>
 #include <map>
 #include <mutex>
@@ -17,9 +18,10 @@
 namespace sim {
 namespace {
 
-enum class Kind { kBitmap, kBrush, kPen, kFont };
-constexpr std::size_t kKindCount = 4;
-constexpr std::array<const char*, kKindCount> kKindNames = {"bitmap", "brush", "pen", "font"};
+enum class Kind { kBitmap, kBrush, kPen, kFont, kRegion };
+constexpr std::size_t kKindCount = 5;
+constexpr std::array<const char*, kKindCount> kKindNames = {"bitmap", "brush", "pen", "font",
+                                                            "region"};
 
 struct Object {
   Kind kind;
@@ -27,6 +29,7 @@ struct Object {
   std::string description;  // what drawing entries say of it: "#0F264D", "2#2176F6", ...
   bool stock = false;
   bool deleted = false;
+  int fontHeight = 16;  // what text extents are measured with
 };
 
 enum class DcOrigin { kWindow, kPaint, kMemory };
@@ -57,6 +60,7 @@ struct Gdi {
   std::map<std::uintptr_t, Object> objects;
   std::map<std::uintptr_t, Dc> dcs;
   std::array<std::uintptr_t, kKindCount> stock{};
+  std::uintptr_t nullBrush = 0;
   std::vector<std::string> misuses;
   std::vector<std::pair<std::string, int>> failures;
 };
@@ -68,6 +72,8 @@ void AddStockObjects(Gdi& g) {
     g.objects[handle] = {static_cast<Kind>(kind), name, name, true, false};
     g.stock[kind] = handle;
   }
+  g.nullBrush = g.nextHandle += 0x10;
+  g.objects[g.nullBrush] = {Kind::kBrush, "null-brush", "null", true, false};
 }
 
 // Every DC starts with the stock objects, so they exist before the first reset too.
@@ -450,6 +456,7 @@ FontHandle CreateFontW(int height, int width, int escapement, int orientation, i
     }
     const auto made = static_cast<FontHandle>(sim::NewObject(
         g, Kind::kFont, faceName + "/" + std::to_string(height) + "/" + std::to_string(weight)));
+    g.objects.at(sim::Key(made)).fontHeight = height;
     entry += sim::NameOf(g, sim::Key(made));
     return made;
   });
@@ -645,6 +652,66 @@ int IntersectClipRect(DcHandle dc, int left, int top, int right, int bottom) {
     if (clip.right <= clip.left || clip.bottom <= clip.top) clip = {};
     into->state.clip = clip;
     return clip.Width() > 0 ? kSimpleRegion : kNullRegion;
+  });
+}
+
+GdiObjectHandle GetStockObject(int index) {
+  const std::lock_guard guard(sim::G().lock);
+  return index == kNullBrush ? reinterpret_cast<GdiObjectHandle>(sim::G().nullBrush) : nullptr;
+}
+
+namespace {
+
+RegionHandle NewRegion(const char* function, const std::string& shape) {
+  return sim::Locked([&](Gdi& g, std::string& entry) -> RegionHandle {
+    entry = std::string(function) + " " + shape + " -> ";
+    if (sim::Fails(g, function)) {
+      entry += "null";
+      return nullptr;
+    }
+    const auto made = static_cast<RegionHandle>(sim::NewObject(g, Kind::kRegion, shape));
+    entry += sim::NameOf(g, sim::Key(made));
+    return made;
+  });
+}
+
+}  // namespace
+
+RegionHandle CreateEllipticRgn(int left, int top, int right, int bottom) {
+  return NewRegion("CreateEllipticRgn", "ellipse" + sim::Numbers({left, top, right, bottom}));
+}
+
+RegionHandle CreateRoundRectRgn(int left, int top, int right, int bottom, int cornerWidth,
+                                int cornerHeight) {
+  return NewRegion("CreateRoundRectRgn", "roundrect" + sim::Numbers({left, top, right, bottom,
+                                                                     cornerWidth, cornerHeight}));
+}
+
+bool FillRgn(DcHandle dc, RegionHandle region, BrushHandle brush) {
+  return sim::Locked([&](Gdi& g, std::string& entry) {
+    const Dc* into = sim::FindDc(g, dc, "FillRgn");
+    const sim::Object* shape = sim::FindObject(g, region, "FillRgn");
+    const sim::Object* with = sim::FindObject(g, brush, "FillRgn");
+    if (!into || !shape || !with) return false;
+    entry = "FillRgn " + into->name + " " + shape->description + " brush=" + with->description +
+            sim::Clip(*into);
+    return !sim::Fails(g, "FillRgn");
+  });
+}
+
+bool GetTextExtentPoint32W(DcHandle dc, std::u16string_view text, Size* size) {
+  return sim::Locked([&](Gdi& g, std::string& entry) {
+    const Dc* into = sim::FindDc(g, dc, "GetTextExtentPoint32W");
+    if (!into) return false;
+    // The simulation does not measure glyphs: every unit is half the font's height wide.
+    const int height = std::abs(
+        g.objects.at(into->state.selected[static_cast<std::size_t>(Kind::kFont)]).fontHeight);
+    const int width = static_cast<int>(text.size()) * std::max(1, height / 2);
+    entry = "GetTextExtentPoint32W " + into->name + " " + std::to_string(text.size()) +
+            " font=" + sim::Selected(g, *into, Kind::kFont) + " -> " + std::to_string(width);
+    if (sim::Fails(g, "GetTextExtentPoint32W")) return false;
+    *size = {width, height};
+    return true;
   });
 }
 

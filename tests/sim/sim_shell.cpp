@@ -3,6 +3,7 @@
 #include <mutex>
 #include <vector>
 
+#include "base/text.h"
 #include "platform/kernel.h"
 #include "platform/shell.h"
 #include "sim_core.h"
@@ -15,6 +16,7 @@ struct Shell {
   std::mutex lock;
   std::optional<std::u16string> commonAppData;
   bool splitFails = false;
+  std::intptr_t executeResult = 42;
 };
 
 Shell& S() {
@@ -26,6 +28,7 @@ void Reset() {
   const std::lock_guard guard(S().lock);
   S().commonAppData = u"C:\\ProgramData";
   S().splitFails = false;
+  S().executeResult = 42;
 }
 
 const bool registered = [] {
@@ -78,6 +81,11 @@ void SetCommandLineArguments(const std::vector<std::u16string>& arguments) {
 void SetCommandLineSplitFails(bool fails) {
   const std::lock_guard guard(S().lock);
   S().splitFails = fails;
+}
+
+void SetShellExecuteResult(std::intptr_t result) {
+  const std::lock_guard guard(S().lock);
+  S().executeResult = result;
 }
 
 }  // namespace sim
@@ -148,6 +156,19 @@ std::optional<std::vector<std::u16string>> CommandLineToArgvW(std::u16string_vie
     arguments.push_back(std::move(argument));
   }
   return arguments;
+}
+
+std::intptr_t ShellExecuteW(WindowHandle owner, std::u16string_view verb, std::u16string_view file,
+                            std::u16string_view parameters, std::u16string_view directory,
+                            int show) {
+  const auto word = [](std::u16string_view text) {
+    return text.empty() ? std::string("-") : WideToUtf8(text);
+  };
+  sim::Record("ShellExecuteW " + std::string(owner ? "owner" : "null") + " " + word(verb) + " " +
+              word(file) + " " + word(parameters) + " " + word(directory) + " " +
+              std::to_string(show));
+  const std::lock_guard guard(sim::S().lock);
+  return sim::S().executeResult;
 }
 
 }  // namespace platform

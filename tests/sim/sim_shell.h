@@ -2,6 +2,8 @@
 // the known folders and the command line's splitting, which follows Windows' rules.
 #pragma once
 
+#include <cstdint>
+
 #include <optional>
 #include <string>
 #include <vector>
@@ -15,5 +17,9 @@ void SetCommonAppDataFolder(std::optional<std::u16string> folder);
 void SetCommandLineArguments(const std::vector<std::u16string>& arguments);
 // CommandLineToArgvW fails, as it does when it cannot allocate.
 void SetCommandLineSplitFails(bool fails);
+
+// What ShellExecuteW answers from now on: 42 (a success) until set. Every call is journalled as
+// "ShellExecuteW <owner> <verb> <file> <parameters> <directory> <show>", empty ones as "-".
+void SetShellExecuteResult(std::intptr_t result);
 
 }  // namespace sim

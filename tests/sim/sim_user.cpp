@@ -1243,6 +1243,21 @@ bool ShowWindow(WindowHandle window, int command) {
   return wasVisible;
 }
 
+bool SetLayeredWindowAttributes(WindowHandle window, std::uint32_t colorKey, std::uint8_t alpha,
+                                std::uint32_t flags) {
+  const Call call = Act("SetLayeredWindowAttributes", window,
+                        sim::Hex(colorKey) + " " + std::to_string(alpha) + " " + sim::Hex(flags));
+  const std::lock_guard guard(D().lock);
+  WindowRecord* record = FindLocked(window);
+  // Windows refuses a window that is not layered.
+  if (!record || (record->window.exStyle & kWsExLayered) == 0) {
+    sim::SetLastErrorValue(kErrorInvalidParameter);
+    return false;
+  }
+  record->window.layered = sim::LayeredAttributes{colorKey, alpha, flags};
+  return true;
+}
+
 bool ShowWindowAsync(WindowHandle window, int command) {
   const Call call = Act("ShowWindowAsync", window, std::to_string(command));
   const std::lock_guard guard(D().lock);

@@ -1,5 +1,6 @@
 // paint_probe plan NAME WIDTH HEIGHT DPI [OPTIONS]
 // paint_probe layout|points WIDTH HEIGHT DPI [--typed N] [--message]
+// paint_probe overlay marquee|popup|prompt WIDTH HEIGHT DPI
 //
 // `plan` prints a window's paint plan for a screen of that size and DPI, one operation per line,
 // as the GDI executor would draw it. NAME is one of the plans below (today: lock, whose options
@@ -9,6 +10,12 @@
 // gives the input box and the keys' centres, `points` gives pixels whose colour the plan fixes,
 // each as "name x y RRGGBB". The Wine tests compare screenshots at these points, so the expected
 // colours come from the plan itself.
+//
+// `plan marquee|popup|prompt` print the overlay windows' plans as they open on a screen of that
+// size and DPI (options: --text T and --position N for the marquee, --title T and --content T for
+// the popup and the prompt, texts in UTF-8). `overlay` gives such a window's place on the screen,
+// its scale, the centres of its buttons and probe points in screen coordinates, each as
+// "point name x y RRGGBB".
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -18,6 +25,11 @@
 
 #include "lock/lock_layout.h"
 #include "lock/lock_paint_plan.h"
+#include "base/text.h"
+#include "overlay/marquee.h"
+#include "overlay/overlay_scale.h"
+#include "overlay/overlay_strings.h"
+#include "overlay/popup.h"
 #include "paint/paint_plan.h"
 
 namespace {
@@ -113,7 +125,10 @@ std::vector<Probe> ProbePoints(const LockPaintPlan& plan, std::size_t typed) {
 int Usage() {
   std::fprintf(stderr,
                "usage: paint_probe plan lock WIDTH HEIGHT DPI [--typed N] [--message]\n"
-               "       paint_probe layout|points WIDTH HEIGHT DPI [--typed N] [--message]\n");
+               "       paint_probe layout|points WIDTH HEIGHT DPI [--typed N] [--message]\n"
+               "       paint_probe plan marquee WIDTH HEIGHT DPI [--text T] [--position N]\n"
+               "       paint_probe plan popup|prompt WIDTH HEIGHT DPI [--title T] [--content T]\n"
+               "       paint_probe overlay marquee|popup|prompt WIDTH HEIGHT DPI\n");
   return 2;
 }
 
@@ -179,11 +194,186 @@ std::optional<paint::Plan> LockPlan(const Screen& screen, int argc, char** argv,
   return ToPaintPlan(MakeLockScreen(screen, *state).plan);
 }
 
+// ---- Overlay windows ----
+
+struct OverlayOptions {
+  std::u16string text = GetOverlayStrings().marqueePrefix;
+  std::optional<int> position;
+  std::u16string title;
+  std::u16string content;
+};
+
+std::optional<OverlayOptions> ReadOverlayOptions(int argc, char** argv, int at) {
+  OverlayOptions options;
+  for (int i = at; i < argc; ++i) {
+    const std::string option = argv[i];
+    if (i + 1 >= argc) return std::nullopt;
+    const std::string value = argv[++i];
+    if (option == "--text") {
+      options.text = Utf8ToWide(value);
+    } else if (option == "--position") {
+      options.position = std::atoi(value.c_str());
+    } else if (option == "--title") {
+      options.title = Utf8ToWide(value);
+    } else if (option == "--content") {
+      options.content = Utf8ToWide(value);
+    } else {
+      return std::nullopt;
+    }
+  }
+  return options;
+}
+
+// Where a window opens on the screen and the scale it paints with, as the overlay computes them
+// with GetDpiForWindow answering the screen's DPI.
+struct OverlayWindow {
+  Rect bounds;
+  double scale = 1.0;
+  Size Client() const { return {bounds.Width(), bounds.Height()}; }
+};
+
+OverlayWindow MarqueeWindow(const Screen& screen) {
+  const double screenScale =
+      ScreenScaleFrom(static_cast<int>(screen.dpi), screen.size.width, screen.size.height);
+  OverlayWindow window{{0, 0, screen.size.width, Px(40, screenScale)}, 1.0};
+  window.scale = WindowScaleFrom(screen.dpi, window.Client(), false);
+  return window;
+}
+
+OverlayWindow PopupWindow(const Screen& screen) {
+  const double screenScale =
+      ScreenScaleFrom(static_cast<int>(screen.dpi), screen.size.width, screen.size.height);
+  const int width = Px(560, screenScale);
+  const int height = Px(420, screenScale);
+  const int x = (screen.size.width - width) / 2;
+  const int y = (screen.size.height - height) / 2;
+  OverlayWindow window{{x, y, x + width, y + height}, 1.0};
+  window.scale = WindowScaleFrom(screen.dpi, window.Client(), true);
+  return window;
+}
+
+paint::Plan MarqueePlan(const Screen& screen, const OverlayOptions& options) {
+  const OverlayWindow window = MarqueeWindow(screen);
+  return PlanMarqueePaint(
+      {window.Client(), window.scale, options.text, options.position.value_or(screen.size.width)});
+}
+
+paint::Plan PopupPlan(const Screen& screen, const OverlayOptions& options, bool prompt) {
+  const OverlayWindow window = PopupWindow(screen);
+  const OverlayStrings& strings = GetOverlayStrings();
+  std::u16string title = options.title;
+  if (title.empty()) {
+    title = prompt ? strings.defaultDownloadCompleteTitle : strings.defaultPopupTitle;
+  }
+  return PlanPopupPaint({window.Client(), window.scale, title, options.content, prompt,
+                         strings.openFile, strings.later});
+}
+
+std::optional<paint::Plan> MarqueePlanSource(const Screen& screen, int argc, char** argv, int at) {
+  const auto options = ReadOverlayOptions(argc, argv, at);
+  if (!options) return std::nullopt;
+  return MarqueePlan(screen, *options);
+}
+
+std::optional<paint::Plan> PopupPlanSource(const Screen& screen, int argc, char** argv, int at) {
+  const auto options = ReadOverlayOptions(argc, argv, at);
+  if (!options) return std::nullopt;
+  return PopupPlan(screen, *options, false);
+}
+
+std::optional<paint::Plan> PromptPlanSource(const Screen& screen, int argc, char** argv, int at) {
+  const auto options = ReadOverlayOptions(argc, argv, at);
+  if (!options) return std::nullopt;
+  return PopupPlan(screen, *options, true);
+}
+
+void PrintPoint(const OverlayWindow& window, const char* name, int x, int y, paint::Color color) {
+  std::printf("point %s %d %d %02X%02X%02X\n", name, window.bounds.left + x, window.bounds.top + y,
+              color.red, color.green, color.blue);
+}
+
+void PrintCentre(const OverlayWindow& window, const char* name, const Rect& rect) {
+  std::printf("%s %d %d\n", name, window.bounds.left + (rect.left + rect.right) / 2,
+              window.bounds.top + (rect.top + rect.bottom) / 2);
+}
+
+template <typename Op>
+const Op& NthOp(const paint::Plan& plan, std::size_t n) {
+  for (const paint::Op& op : plan.ops) {
+    if (const auto* found = std::get_if<Op>(&op)) {
+      if (n-- == 0) return *found;
+    }
+  }
+  std::fprintf(stderr, "paint_probe: the plan lacks an operation it always has\n");
+  std::exit(1);
+}
+
+// Pixels that only one shape of the plan decides: clear of outlines, glyphs and rounded corners.
+int PrintOverlay(int argc, char** argv) {
+  if (argc != 6) return Usage();
+  const std::string name = argv[2];
+  const std::optional<Screen> screen = ReadScreen(argc, argv, 3);
+  if (!screen) return Usage();
+  if (name == "marquee") {
+    const OverlayWindow window = MarqueeWindow(*screen);
+    const paint::Plan plan = MarqueePlan(*screen, OverlayOptions{});
+    const double s = window.scale;
+    const int height = window.bounds.Height();
+    std::printf("window %d %d %d %d\nscale %.4f\n", window.bounds.left, window.bounds.top,
+                window.bounds.Width(), height, s);
+    const Rect close = MarqueeCloseButton(window.bounds.Width(), s);
+    PrintCentre(window, "close", close);
+    std::printf("text-clip %d %d\n", Px(44, s), window.bounds.Width() - Px(40, s));
+    const paint::Color bar = NthOp<paint::FillRect>(plan, 0).color;
+    PrintPoint(window, "bar-left", Px(39, s), height / 2, bar);
+    PrintPoint(window, "bar-right", window.bounds.Width() - Px(6, s), height / 2, bar);
+    PrintPoint(window, "disc", Px(14, s), Px(20, s), NthOp<paint::FillRegion>(plan, 0).color);
+    PrintPoint(window, "close-fill", close.left + Px(4, s), close.top + Px(12, s),
+               NthOp<paint::FillRegion>(plan, 1).color);
+    return 0;
+  }
+  if (name == "popup" || name == "prompt") {
+    const bool prompt = name == "prompt";
+    const OverlayWindow window = PopupWindow(*screen);
+    const paint::Plan plan = PopupPlan(*screen, OverlayOptions{}, prompt);
+    const double s = window.scale;
+    const Size client = window.Client();
+    std::printf("window %d %d %d %d\nscale %.4f\n", window.bounds.left, window.bounds.top,
+                client.width, client.height, s);
+    const Rect close = PopupCloseButton(client.width, s);
+    PrintCentre(window, "close", close);
+    const paint::Color note = NthOp<paint::FillRect>(plan, 1).color;
+    PrintPoint(window, "note-left", Px(12, s), client.height / 2, note);
+    PrintPoint(window, "note-bottom", client.width / 2, client.height - Px(8, s), note);
+    PrintPoint(window, "border-left", 0, client.height / 2,
+               NthOp<paint::Outline>(plan, 0).pen.color);
+    PrintPoint(window, "divider", client.width / 2, Px(74, s),
+               NthOp<paint::Strokes>(plan, 0).pen.color);
+    PrintPoint(window, "close-fill", close.left + Px(4, s), close.top + Px(12, s),
+               NthOp<paint::FillRegion>(plan, 0).color);
+    if (prompt) {
+      const PromptButtons buttons = PromptButtonRects(client);
+      PrintCentre(window, "open", buttons.open);
+      PrintCentre(window, "later", buttons.later);
+      const int middle = (buttons.open.top + buttons.open.bottom) / 2;
+      PrintPoint(window, "open-fill", buttons.open.left + 14, middle,
+                 NthOp<paint::FillRegion>(plan, 1).color);
+      PrintPoint(window, "later-fill", buttons.later.right - 14, middle,
+                 NthOp<paint::FillRegion>(plan, 2).color);
+    }
+    return 0;
+  }
+  return Usage();
+}
+
 struct PlanSource {
   const char* name;
   std::optional<paint::Plan> (*make)(const Screen& screen, int argc, char** argv, int at);
 };
-constexpr PlanSource kPlanSources[] = {{"lock", &LockPlan}};
+constexpr PlanSource kPlanSources[] = {{"lock", &LockPlan},
+                                       {"marquee", &MarqueePlanSource},
+                                       {"popup", &PopupPlanSource},
+                                       {"prompt", &PromptPlanSource}};
 
 int PrintPlan(int argc, char** argv) {
   if (argc < 3) return Usage();
@@ -206,6 +396,7 @@ int main(int argc, char** argv) {
   if (argc < 2) return Usage();
   const std::string command = argv[1];
   if (command == "plan") return PrintPlan(argc, argv);
+  if (command == "overlay") return PrintOverlay(argc, argv);
 
   const std::optional<Screen> screen = ReadScreen(argc, argv, 2);
   const std::optional<LockState> state = ReadLockState(argc, argv, 5);

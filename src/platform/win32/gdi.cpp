@@ -126,4 +126,29 @@ int IntersectClipRect(DcHandle dc, int left, int top, int right, int bottom) {
   return ::IntersectClipRect(dc, left, top, right, bottom);
 }
 
+GdiObjectHandle GetStockObject(int index) { return ::GetStockObject(index); }
+
+RegionHandle CreateEllipticRgn(int left, int top, int right, int bottom) {
+  return ::CreateEllipticRgn(left, top, right, bottom);
+}
+
+RegionHandle CreateRoundRectRgn(int left, int top, int right, int bottom, int cornerWidth,
+                                int cornerHeight) {
+  return ::CreateRoundRectRgn(left, top, right, bottom, cornerWidth, cornerHeight);
+}
+
+bool FillRgn(DcHandle dc, RegionHandle region, BrushHandle brush) {
+  return ::FillRgn(dc, region, brush) != FALSE;
+}
+
+bool GetTextExtentPoint32W(DcHandle dc, std::u16string_view text, Size* size) {
+  const std::wstring wide = AsWide(text);
+  SIZE native{};
+  if (!::GetTextExtentPoint32W(dc, wide.c_str(), static_cast<int>(wide.size()), &native)) {
+    return false;
+  }
+  *size = {native.cx, native.cy};
+  return true;
+}
+
 }  // namespace platform

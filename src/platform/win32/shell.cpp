@@ -51,4 +51,18 @@ bool Shell_NotifyIconW(unsigned message, const NotifyIconData& data) {
   return ::Shell_NotifyIconW(message, &native) != FALSE;
 }
 
+std::intptr_t ShellExecuteW(WindowHandle owner, std::u16string_view verb, std::u16string_view file,
+                            std::u16string_view parameters, std::u16string_view directory,
+                            int show) {
+  const std::wstring wideVerb = AsWide(verb);
+  const std::wstring wideFile = AsWide(file);
+  const std::wstring wideParameters = AsWide(parameters);
+  const std::wstring wideDirectory = AsWide(directory);
+  const HINSTANCE result = ::ShellExecuteW(
+      owner, wideVerb.c_str(), wideFile.c_str(),
+      parameters.empty() ? nullptr : wideParameters.c_str(),
+      directory.empty() ? nullptr : wideDirectory.c_str(), show);
+  return reinterpret_cast<std::intptr_t>(result);
+}
+
 }  // namespace platform

@@ -441,4 +441,9 @@ bool ExitWindowsEx(unsigned flags, std::uint32_t reason) {
   return ::ExitWindowsEx(flags, reason) != FALSE;
 }
 
+bool SetLayeredWindowAttributes(WindowHandle window, std::uint32_t colorKey, std::uint8_t alpha,
+                                std::uint32_t flags) {
+  return ::SetLayeredWindowAttributes(window, colorKey, alpha, flags) != FALSE;
+}
+
 }  // namespace platform

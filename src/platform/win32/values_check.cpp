@@ -228,4 +228,8 @@ static_assert(kDxgiFormatB8G8R8A8Unorm == DXGI_FORMAT_B8G8R8A8_UNORM &&
 static_assert(kGdiplusOk == Gdiplus::Ok);
 static_assert(sizeof(D3D_FEATURE_LEVEL) == sizeof(std::uint32_t));
 
+// Overlay windows.
+static_assert(kNullBrush == NULL_BRUSH && kSwShowNoActivate == SW_SHOWNOACTIVATE &&
+              kSwShowNormal == SW_SHOWNORMAL && kDtEditControl == DT_EDITCONTROL);
+
 }  // namespace platform

@@ -10,6 +10,8 @@
 //        -> ok HIDDEN CLOSED MISSED TOUCHED MILLISECONDS  (N windows, a third of each class,
 //           BATCH at a time: shown, waited on until the blocker acted, then destroyed)
 //   usage -> ok PRIVATEBYTES HANDLES  (of the process that owns the application's window)
+//   activate HWND | foreground -> ok [HWND]  (make a window of ours active; the active window)
+//   windows CLASS -> ok COUNT (HWND LEFT TOP RIGHT BOTTOM EXSTYLE VISIBLE)...
 //   quit
 //
 // Wine never raises EVENT_OBJECT_SHOW, so every show raises it here, as Windows would.
@@ -368,6 +370,40 @@ std::string Execute(const std::string& line, bool* quit) {
     return Storm(count, batch, {Wide(fields[0]), Wide(fields[1]), Wide(fields[2])});
   }
   if (verb == "usage") return Usage();
+  // For the overlay's test: a window of ours made active, what is active, and the windows of a
+  // class with their rectangles, extended styles and visibility.
+  if (verb == "activate") {
+    HWND window = ParseHandle(rest);
+    return SetForegroundWindow(window) ? "ok" : "error SetForegroundWindow";
+  }
+  if (verb == "foreground") {
+    return "ok " + std::to_string(reinterpret_cast<uintptr_t>(GetForegroundWindow()));
+  }
+  if (verb == "windows") {
+    struct Found {
+      std::wstring className;
+      std::string reply;
+      int count = 0;
+    } found{Wide(rest), "", 0};
+    EnumWindows(
+        [](HWND window, LPARAM parameter) -> BOOL {
+          auto* f = reinterpret_cast<Found*>(parameter);
+          wchar_t name[256] = {};
+          GetClassNameW(window, name, 256);
+          if (f->className != name) return TRUE;
+          RECT r{};
+          GetWindowRect(window, &r);
+          ++f->count;
+          std::ostringstream entry;
+          entry << ' ' << reinterpret_cast<uintptr_t>(window) << ' ' << r.left << ' ' << r.top
+                << ' ' << r.right << ' ' << r.bottom << ' ' << GetWindowLongW(window, GWL_EXSTYLE)
+                << ' ' << (IsWindowVisible(window) ? 1 : 0);
+          f->reply += entry.str();
+          return TRUE;
+        },
+        reinterpret_cast<LPARAM>(&found));
+    return "ok " + std::to_string(found.count) + found.reply;
+  }
   if (verb == "quit") {
     *quit = true;
     return "ok";
