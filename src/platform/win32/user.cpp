@@ -441,4 +441,27 @@ bool ExitWindowsEx(unsigned flags, std::uint32_t reason) {
   return ::ExitWindowsEx(flags, reason) != FALSE;
 }
 
+// ---- Low-level keyboard hook ----
+
+static_assert(std::is_same_v<HOOKPROC, HookProcedure>);
+
+HookHandle SetWindowsHookExW(int hookId, HookProcedure procedure, ModuleHandle module,
+                             std::uint32_t threadId) {
+  return ::SetWindowsHookExW(hookId, procedure, module, threadId);
+}
+
+bool UnhookWindowsHookEx(HookHandle hook) { return ::UnhookWindowsHookEx(hook) != FALSE; }
+
+std::intptr_t CallNextHookEx(HookHandle hook, int code, std::uintptr_t wParam,
+                             std::intptr_t lParam) {
+  return ::CallNextHookEx(hook, code, wParam, lParam);
+}
+
+KeyboardHookEvent KeyboardHookEventOf(std::intptr_t lParam) {
+  const auto* event = reinterpret_cast<const KBDLLHOOKSTRUCT*>(lParam);
+  return {event->vkCode, event->flags};
+}
+
+std::int16_t GetAsyncKeyState(int virtualKey) { return ::GetAsyncKeyState(virtualKey); }
+
 }  // namespace platform

@@ -206,4 +206,11 @@ static_assert(kAfInet == AF_INET && kGaaFlagSkipAnycast == GAA_FLAG_SKIP_ANYCAST
               kIfTypeSoftwareLoopback == IF_TYPE_SOFTWARE_LOOPBACK &&
               kIfTypeIeee80211 == IF_TYPE_IEEE80211 && kIfTypeTunnel == IF_TYPE_TUNNEL);
 
+// Low-level keyboard hook.
+static_assert(std::is_same_v<HookHandle, HHOOK>);
+static_assert(kWhKeyboardLl == WH_KEYBOARD_LL && kHcAction == HC_ACTION &&
+              kLlkhfAltDown == LLKHF_ALTDOWN && kLlkhfUp == LLKHF_UP && kVkTab == VK_TAB &&
+              kVkControl == VK_CONTROL && kVkEscape == VK_ESCAPE && kVkDelete == VK_DELETE &&
+              kVkLWin == VK_LWIN && kVkRWin == VK_RWIN && kVkF4 == VK_F4);
+
 }  // namespace platform
