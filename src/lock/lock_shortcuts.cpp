@@ -2,6 +2,14 @@
 
 #include "platform/user.h"
 
+namespace {
+
+bool IsDown(unsigned virtualKey) {
+  return platform::GetAsyncKeyState(static_cast<int>(virtualKey)) < 0;
+}
+
+}  // namespace
+
 bool ShouldSwallowLockKey(unsigned virtualKey, bool altDown, bool ctrlDown) {
   switch (virtualKey) {
     case platform::kVkLWin:
@@ -20,9 +28,10 @@ bool ShouldSwallowLockKey(unsigned virtualKey, bool altDown, bool ctrlDown) {
 std::intptr_t LockKeyboardHookProc(int code, std::uintptr_t wParam, std::intptr_t lParam) {
   if (code == platform::kHcAction) {
     const platform::KeyboardHookEvent event = platform::KeyboardHookEventOf(lParam);
-    const bool altDown = (event.flags & platform::kLlkhfAltDown) != 0;
-    // The event carries Alt but not Ctrl; the async state is the keyboard as it is now.
-    const bool ctrlDown = platform::GetAsyncKeyState(static_cast<int>(platform::kVkControl)) < 0;
+    // The event carries Alt but not Ctrl, and injected input may not carry Alt either: the
+    // async state is the keyboard as it is now.
+    const bool altDown = (event.flags & platform::kLlkhfAltDown) != 0 || IsDown(platform::kVkMenu);
+    const bool ctrlDown = IsDown(platform::kVkControl);
     if (ShouldSwallowLockKey(event.virtualKey, altDown, ctrlDown)) return 1;
   }
   return platform::CallNextHookEx(nullptr, code, wParam, lParam);

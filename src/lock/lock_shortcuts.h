@@ -9,7 +9,7 @@
 #include "platform/owners.h"
 
 // True when the key event must not reach the system: decided from the key alone, whether Alt is
-// down (LLKHF_ALTDOWN of the event) and whether Ctrl is down. Key-up events are decided the same
+// down and whether Ctrl is down. Key-up events are decided the same
 // way, so that the system never sees half of a swallowed shortcut.
 bool ShouldSwallowLockKey(unsigned virtualKey, bool altDown, bool ctrlDown);
 

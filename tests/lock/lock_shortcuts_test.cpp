@@ -117,6 +117,15 @@ TEST_F(LockKeyboardHook, ReadsAltFromTheEventFlags) {
   EXPECT_EQ(sim::SendLowLevelKey(platform::kVkTab), 0);
 }
 
+TEST_F(LockKeyboardHook, ReadsAltFromTheKeyboardStateWhenTheFlagsLackIt) {
+  const platform::UniqueWindowsHook hook = InstallLockKeyboardHook(nullptr);
+  sim::SetAsyncKeyDown(kVkAlt, true);
+  EXPECT_NE(sim::SendLowLevelKey(platform::kVkTab), 0);
+  EXPECT_NE(sim::SendLowLevelKey(platform::kVkEscape), 0);
+  EXPECT_NE(sim::SendLowLevelKey(platform::kVkF4), 0);
+  EXPECT_EQ(sim::SendLowLevelKey(kVk0 + 5), 0);
+}
+
 TEST_F(LockKeyboardHook, ReadsCtrlFromTheKeyboardState) {
   const platform::UniqueWindowsHook hook = InstallLockKeyboardHook(nullptr);
   EXPECT_EQ(sim::SendLowLevelKey(platform::kVkEscape), 0);
