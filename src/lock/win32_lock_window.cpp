@@ -30,7 +30,7 @@ LRESULT CALLBACK LockWindowProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM l
       ::SetFocus(hwnd);
       return 0;
     case WM_DESTROY:
-      GetLockScreenState().keys.clear();
+      EndLockWindow();
       ::PostQuitMessage(0);
       return 0;
     case WM_SIZE:

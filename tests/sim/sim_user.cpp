@@ -66,6 +66,7 @@ struct WindowRecord {
   platform::WindowProcedure procedure = nullptr;
   std::map<int, std::intptr_t> longs;
   std::vector<unsigned> defaultHandled;
+  std::optional<Rect> update;  // the invalidated part of the client area, for BeginPaint
 };
 
 struct Timer {
@@ -1367,10 +1368,24 @@ WindowHandle SetFocus(WindowHandle window) {
   return std::exchange(D().focus, window);
 }
 
-bool InvalidateRect(WindowHandle window, const Rect*, bool) {
-  const Call call = Act("InvalidateRect", window);
+bool InvalidateRect(WindowHandle window, const Rect* rect, bool) {
+  const Call call =
+      Act("InvalidateRect", window,
+          rect ? std::to_string(rect->left) + " " + std::to_string(rect->top) + " " +
+                     std::to_string(rect->right) + " " + std::to_string(rect->bottom)
+               : std::string());
   const std::lock_guard guard(D().lock);
-  return FindLocked(window) != nullptr;
+  WindowRecord* record = FindLocked(window);
+  if (!record) return false;
+  const Rect client = ClientOf(record->window);
+  const Rect part = rect ? *rect : client;
+  const Rect cut{std::max(part.left, client.left), std::max(part.top, client.top),
+                 std::min(part.right, client.right), std::min(part.bottom, client.bottom)};
+  if (cut.Width() <= 0 || cut.Height() <= 0) return true;
+  const Rect was = record->update.value_or(cut);
+  record->update = Rect{std::min(was.left, cut.left), std::min(was.top, cut.top),
+                        std::max(was.right, cut.right), std::max(was.bottom, cut.bottom)};
+  return true;
 }
 
 // ---- Message queues ----
@@ -2100,3 +2115,18 @@ std::int16_t GetAsyncKeyState(int virtualKey) {
 }
 
 }  // namespace platform
+
+// ---- The update region ----
+
+namespace sim {
+
+Rect TakeUpdateRect(platform::WindowHandle window) {
+  const std::lock_guard guard(D().lock);
+  WindowRecord* record = FindLocked(window);
+  if (!record) return {};
+  const Rect update = record->update.value_or(Rect{});
+  record->update.reset();
+  return update;
+}
+
+}  // namespace sim

@@ -240,6 +240,11 @@ std::vector<ExitRequest> AcceptedExitRequests();
 void SetDisplayIgnoresPowerOff(bool ignores);
 bool DisplayOff();
 
+// ---- The update region ----
+// The bounding rectangle of what InvalidateRect asked for since the last call (cut to the client
+// area), emptied as BeginPaint validates it; empty when nothing is invalid.
+Rect TakeUpdateRect(platform::WindowHandle window);
+
 // ---- Low-level keyboard hooks ----
 // Hooks set by SetWindowsHookExW(WH_KEYBOARD_LL) and not yet removed.
 int ActiveKeyboardHooks();
