@@ -1369,11 +1369,10 @@ WindowHandle SetFocus(WindowHandle window) {
 }
 
 bool InvalidateRect(WindowHandle window, const Rect* rect, bool) {
-  const Call call =
-      Act("InvalidateRect", window,
-          rect ? std::to_string(rect->left) + " " + std::to_string(rect->top) + " " +
-                     std::to_string(rect->right) + " " + std::to_string(rect->bottom)
-               : std::string());
+  const Call call = Act("InvalidateRect", window,
+                        rect ? std::to_string(rect->left) + " " + std::to_string(rect->top) + " " +
+                                   std::to_string(rect->right) + " " + std::to_string(rect->bottom)
+                             : std::string());
   const std::lock_guard guard(D().lock);
   WindowRecord* record = FindLocked(window);
   if (!record) return false;
