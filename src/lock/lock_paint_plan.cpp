@@ -114,6 +114,42 @@ LockKeyPaint PlanLockKey(const LockKey& key) {
   return result;
 }
 
+namespace {
+
+paint::RoundRect PlanInputBox(const LockPaintInput& input) {
+  const LockRect& box = input.inputRect;
+  return {box,
+          box.Height() / 4,
+          kLockInputFill,
+          {1, input.hasMessage ? kLockInputBorderWithMessage : kLockInputBorder}};
+}
+
+std::optional<paint::Text> PlanMask(const LockPaintInput& input) {
+  if (input.typedCount == 0) return std::nullopt;
+  return paint::Text{std::u16string(input.typedCount, kLockMaskChar), input.inputRect,
+                     LockFontIndex(LockFontRole::kMask), kLockInputInk,
+                     paint::kTextCenter | paint::kTextVCenter | paint::kTextSingleLine};
+}
+
+void AddKeyOps(std::vector<paint::Op>& ops, const LockKeyPaint& key) {
+  ops.emplace_back(key.shadow);
+  ops.emplace_back(key.face);
+  if (key.label) ops.emplace_back(*key.label);
+  // A digit's icon has no strokes and the executor would make no pen for it; leaving it out
+  // keeps the plan to what is drawn.
+  if (!key.icon.strokes.empty()) ops.emplace_back(key.icon);
+}
+
+std::vector<LockKeyPaint> PlanKeys(const LockPaintInput& input) {
+  std::vector<LockKeyPaint> keys;
+  if (!input.keys) return keys;
+  keys.reserve(input.keys->size());
+  for (const LockKey& key : *input.keys) keys.push_back(PlanLockKey(key));
+  return keys;
+}
+
+}  // namespace
+
 LockPaintPlan PlanLockPaint(const LockPaintInput& input) {
   LockPaintPlan plan;
   plan.client = input.client;
@@ -146,22 +182,48 @@ LockPaintPlan PlanLockPaint(const LockPaintInput& input) {
                 kLockBrandInk,
                 paint::kTextLeft | paint::kTextVCenter | paint::kTextSingleLine};
 
-  const LockRect& box = input.inputRect;
-  plan.input = {box,
-                box.Height() / 4,
-                kLockInputFill,
-                {1, input.hasMessage ? kLockInputBorderWithMessage : kLockInputBorder}};
-  if (input.typedCount > 0) {
-    plan.mask = paint::Text{std::u16string(input.typedCount, kLockMaskChar), box,
-                            LockFontIndex(LockFontRole::kMask), kLockInputInk,
-                            paint::kTextCenter | paint::kTextVCenter | paint::kTextSingleLine};
-  }
-
-  if (input.keys) {
-    plan.keys.reserve(input.keys->size());
-    for (const LockKey& key : *input.keys) plan.keys.push_back(PlanLockKey(key));
-  }
+  plan.input = PlanInputBox(input);
+  plan.mask = PlanMask(input);
+  plan.keys = PlanKeys(input);
   return plan;
+}
+
+namespace {
+
+paint::Plan EmptyLayer(const LockPaintInput& input) {
+  paint::Plan layer;
+  if (input.client.width < 1 || input.client.height < 1) return layer;
+  layer.size = input.client;
+  layer.fonts = LockFontTable(input.scale);
+  return layer;
+}
+
+}  // namespace
+
+paint::Plan PlanLockBackgroundLayer(const LockPaintInput& input) {
+  paint::Plan layer = EmptyLayer(input);
+  if (layer.size.width < 1) return layer;
+  const LockPaintPlan plan = PlanLockPaint(input);
+  layer.ops.reserve(plan.tiles.size() + 2);
+  for (const paint::FillRect& tile : plan.tiles) layer.ops.emplace_back(tile);
+  layer.ops.emplace_back(plan.lines);
+  layer.ops.emplace_back(plan.brand);
+  return layer;
+}
+
+paint::Plan PlanLockInputLayer(const LockPaintInput& input) {
+  paint::Plan layer = EmptyLayer(input);
+  if (layer.size.width < 1) return layer;
+  layer.ops.emplace_back(PlanInputBox(input));
+  if (auto mask = PlanMask(input)) layer.ops.emplace_back(std::move(*mask));
+  return layer;
+}
+
+paint::Plan PlanLockKeysLayer(const LockPaintInput& input) {
+  paint::Plan layer = EmptyLayer(input);
+  if (layer.size.width < 1) return layer;
+  for (const LockKeyPaint& key : PlanKeys(input)) AddKeyOps(layer.ops, key);
+  return layer;
 }
 
 paint::Plan ToPaintPlan(const LockPaintPlan& plan) {
@@ -175,13 +237,6 @@ paint::Plan ToPaintPlan(const LockPaintPlan& plan) {
   out.ops.emplace_back(plan.brand);
   out.ops.emplace_back(plan.input);
   if (plan.mask) out.ops.emplace_back(*plan.mask);
-  for (const LockKeyPaint& key : plan.keys) {
-    out.ops.emplace_back(key.shadow);
-    out.ops.emplace_back(key.face);
-    if (key.label) out.ops.emplace_back(*key.label);
-    // A digit's icon has no strokes and the executor would make no pen for it; leaving it out
-    // keeps the plan to what is drawn.
-    if (!key.icon.strokes.empty()) out.ops.emplace_back(key.icon);
-  }
+  for (const LockKeyPaint& key : plan.keys) AddKeyOps(out.ops, key);
   return out;
 }

@@ -102,6 +102,15 @@ struct LockPaintInput {
 
 LockPaintPlan PlanLockPaint(const LockPaintInput& input);
 
+// The lock's picture in the layers that change at different times, in drawing order; one after
+// the other they are ToPaintPlan's plan. The background (tiles, diagonals, brand) changes only
+// with the size, scale or layout, and so is drawn once into a cached bitmap; the input layer (the
+// box and its mask) is what typing changes; the keys come last and change with the layout alone.
+// Each has the plan's size and font table.
+paint::Plan PlanLockBackgroundLayer(const LockPaintInput& input);
+paint::Plan PlanLockInputLayer(const LockPaintInput& input);
+paint::Plan PlanLockKeysLayer(const LockPaintInput& input);
+
 // The operations in drawing order: tiles, the diagonals, the brand, the input box and its mask,
 // then each key's shadow, face, label and icon. Empty when the plan paints nothing.
 paint::Plan ToPaintPlan(const LockPaintPlan& plan);

@@ -1,8 +1,13 @@
 #include "lock/lock_screen.h"
 
+#include <iterator>
+#include <optional>
+#include <utility>
+
 #include "base/text.h"
 #include "lock/password_store.h"
 #include "paint/gdi_executor.h"
+#include "paint/gdi_owners.h"
 #include "platform/gdi.h"
 #include "platform/user.h"
 
@@ -38,7 +43,34 @@ LockSize PrimaryScreenSize() {
           platform::GetSystemMetrics(platform::kSmCyScreen)};
 }
 
-void Repaint(LockWindowHandle hwnd) { platform::InvalidateRect(hwnd, nullptr, false); }
+LockPaintInput CurrentPaintInput(LockWindowHandle hwnd) {
+  const LockScreenState& state = GetLockScreenState();
+  LockPaintInput input;
+  input.client = ClientSizeOf(hwnd);
+  input.scale = ComputeLockScale(hwnd);
+  input.keys = &state.keys;
+  input.inputRect = state.lockInputRect;
+  input.typedCount = state.lockTypedText.size();
+  input.hasMessage = !state.lockMessage.empty();
+  return input;
+}
+
+// Only what the input layer changes is invalidated, without erasing: the rest of the window
+// stays as it is painted. A repaint that changes nothing still repaints the box, as cheap as it
+// is, so that every input is answered on the screen as before.
+void Repaint(LockWindowHandle hwnd) {
+  LockScreenState& state = GetLockScreenState();
+  paint::Plan input = PlanLockInputLayer(CurrentPaintInput(hwnd));
+  std::optional<Rect> dirty = paint::ChangedBounds(state.shownInput, input);
+  if (!dirty) dirty = paint::Bounds(input);
+  state.shownInput = std::move(input);
+  platform::InvalidateRect(hwnd, dirty ? &*dirty : nullptr, false);
+}
+
+paint::CachedLayer& LockBackground() {
+  static paint::CachedLayer background;
+  return background;
+}
 
 bool IsLockDigit(char16_t character) { return character >= u'0' && character <= u'9'; }
 
@@ -54,7 +86,10 @@ LockScreenState& GetLockScreenState() {
   return state;
 }
 
-void ResetLockScreenState() { GetLockScreenState() = LockScreenState{}; }
+void ResetLockScreenState() {
+  ReleaseLockPaintCache();
+  GetLockScreenState() = LockScreenState{};
+}
 
 double ComputeLockScale(LockWindowHandle hwnd) {
   const unsigned windowDpi = platform::GetDpiForWindow(hwnd);
@@ -74,6 +109,8 @@ void LayoutLockKeys(LockWindowHandle hwnd) {
   LockLayout layout = LayoutLockKeysFrom(ClientSizeOf(hwnd), ComputeLockScale(hwnd));
   state.lockInputRect = layout.inputRect;
   state.keys = std::move(layout.keys);
+  ++state.layoutVersion;
+  state.shownInput = PlanLockInputLayer(CurrentPaintInput(hwnd));
 }
 
 void HandleLockInput(LockWindowHandle hwnd, char16_t character) {
@@ -176,17 +213,33 @@ void OnLockTimer(LockWindowHandle hwnd) {
 }
 
 LockPaintPlan PlanLockWindowPaint(LockWindowHandle hwnd) {
-  const LockScreenState& state = GetLockScreenState();
-  LockPaintInput input;
-  input.client = ClientSizeOf(hwnd);
-  input.scale = ComputeLockScale(hwnd);
-  input.keys = &state.keys;
-  input.inputRect = state.lockInputRect;
-  input.typedCount = state.lockTypedText.size();
-  input.hasMessage = !state.lockMessage.empty();
-  return PlanLockPaint(input);
+  return PlanLockPaint(CurrentPaintInput(hwnd));
 }
 
 void PaintLockWindow(LockWindowHandle hwnd) {
-  paint::PaintWindow(hwnd, ToPaintPlan(PlanLockWindowPaint(hwnd)));
+  const paint::PaintScope scope(hwnd);
+  const LockPaintInput input = CurrentPaintInput(hwnd);
+  if (input.client.width < 1 || input.client.height < 1 || !scope.dc()) return;
+  paint::CachedLayer& background = LockBackground();
+  const paint::LayerKey key{input.client, input.scale, GetLockScreenState().layoutVersion};
+  const bool drawnAnew =
+      background.Update(scope.dc(), key, [&input] { return PlanLockBackgroundLayer(input); });
+  if (!background) {
+    // No bitmap to keep the background in: the whole picture, drawn as one plan.
+    paint::PaintPlan(scope.dc(), ToPaintPlan(PlanLockPaint(input)));
+    return;
+  }
+  paint::Plan over = PlanLockInputLayer(input);
+  paint::Plan keys = PlanLockKeysLayer(input);
+  over.ops.insert(over.ops.end(), std::make_move_iterator(keys.ops.begin()),
+                  std::make_move_iterator(keys.ops.end()));
+  const Rect whole{0, 0, input.client.width, input.client.height};
+  paint::PaintOverLayer(scope.dc(), background, drawnAnew ? whole : scope.area(), over);
 }
+
+void EndLockWindow() {
+  GetLockScreenState().keys.clear();
+  ReleaseLockPaintCache();
+}
+
+void ReleaseLockPaintCache() { LockBackground().Release(); }

@@ -3,12 +3,14 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "lock/lock_layout.h"
 #include "lock/lock_paint_plan.h"
+#include "paint/paint_plan.h"
 #include "platform/handles.h"
 
 using LockWindowHandle = platform::WindowHandle;
@@ -31,9 +33,15 @@ struct LockScreenState {
   std::u16string lockMessage;
   std::vector<LockKey> keys;
   LockRect lockInputRect;
+  // Counts the layouts, so that the cached background is drawn again after each.
+  std::uint64_t layoutVersion = 0;
+  // The input layer as the screen shows it once the invalidated parts are painted: a repaint
+  // invalidates only what differs from it.
+  paint::Plan shownInput;
 };
 
 LockScreenState& GetLockScreenState();
+// The state as at start, the cached background freed.
 void ResetLockScreenState();
 
 double ComputeLockScale(LockWindowHandle hwnd);
@@ -58,5 +66,11 @@ LockTimerAction DecideLockTimerAction(bool locked);
 void OnLockTimer(LockWindowHandle hwnd);
 
 LockPaintPlan PlanLockWindowPaint(LockWindowHandle hwnd);
-// WM_PAINT: the window's plan drawn by the one GDI executor, double-buffered.
+// WM_PAINT: the invalidated part of the window made anew from the cached background with the
+// input box and the keys drawn over it, double-buffered; the background is drawn again when the
+// size, scale or layout changed, and then the whole window is copied.
 void PaintLockWindow(LockWindowHandle hwnd);
+// WM_DESTROY: the keys and the cached background go.
+void EndLockWindow();
+// Frees the cached background; the next paint draws it anew.
+void ReleaseLockPaintCache();

@@ -6,6 +6,7 @@
 #include "app/app_log.h"
 #include "app/product.h"
 #include "lock/lock_screen.h"
+#include "lock/lock_shortcuts.h"
 #include "lock/lock_window.h"
 #include "lock/password_store.h"
 #include "lock/win32_lock_window.h"
@@ -29,7 +30,7 @@ LRESULT CALLBACK LockWindowProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM l
       ::SetFocus(hwnd);
       return 0;
     case WM_DESTROY:
-      GetLockScreenState().keys.clear();
+      EndLockWindow();
       ::PostQuitMessage(0);
       return 0;
     case WM_SIZE:
@@ -94,6 +95,8 @@ int RunNativeLockScreen(platform::ModuleHandle instance) {
   ::UpdateWindow(hwnd);
   ::SetForegroundWindow(hwnd);
   ::SetFocus(hwnd);
+  // Called from this thread's message loop below; removed when the loop has ended.
+  const platform::UniqueWindowsHook keyboardHook = InstallLockKeyboardHook(instance);
 
   MSG msg;
   while (::GetMessageW(&msg, nullptr, 0, 0) != 0) {

@@ -1,5 +1,6 @@
 #include "paint/gdi_executor.h"
 
+#include <algorithm>
 #include <optional>
 #include <variant>
 #include <vector>
@@ -229,6 +230,72 @@ PaintResult PaintWindow(platform::WindowHandle window, const Plan& plan) {
   const PaintScope paint(window);
   if (IsEmpty(plan)) return {};
   return PaintPlan(paint.dc(), plan);
+}
+
+bool CachedLayer::Update(platform::DcHandle compatibleWith, const LayerKey& key,
+                         const std::function<Plan()>& make) {
+  if (*this && key_ == key) return false;
+  Release();
+  if (!compatibleWith || key.size.width < 1 || key.size.height < 1) return false;
+  dc_.reset(platform::CreateCompatibleDC(compatibleWith));
+  if (dc_) {
+    bitmap_.reset(
+        platform::CreateCompatibleBitmap(compatibleWith, key.size.width, key.size.height));
+  }
+  if (bitmap_) selected_.emplace(dc_.get(), bitmap_.get());
+  if (!selected_ || !*selected_) {
+    Release();
+    return false;
+  }
+  key_ = key;
+  DrawPlan(dc_.get(), make());
+  return true;
+}
+
+void CachedLayer::Release() {
+  selected_.reset();
+  bitmap_.reset();
+  dc_.reset();
+  key_ = {};
+}
+
+PaintResult PaintOverLayer(platform::DcHandle target, const CachedLayer& layer, const Rect& area,
+                           const Plan& over) {
+  const Size size = layer.key().size;
+  const Rect cut{std::max(area.left, 0), std::max(area.top, 0), std::min(area.right, size.width),
+                 std::min(area.bottom, size.height)};
+  if (!target || !layer || cut.Width() < 1 || cut.Height() < 1) return {};
+  const int width = cut.Width();
+  const int height = cut.Height();
+  const UniqueMemoryDc memory(platform::CreateCompatibleDC(target));
+  const UniqueBitmap bitmap(memory ? platform::CreateCompatibleBitmap(target, width, height)
+                                   : nullptr);
+  const SelectedObject selectedBitmap(memory.get(), bitmap.get());
+  PaintResult result;
+  if (!memory || !bitmap || !selectedBitmap) {
+    Plan clipped{size, over.fonts, {}};
+    clipped.ops.reserve(over.ops.size() + 2);
+    clipped.ops.emplace_back(PushClip{cut});
+    clipped.ops.insert(clipped.ops.end(), over.ops.begin(), over.ops.end());
+    clipped.ops.emplace_back(PopClip{});
+    if (!platform::BitBlt(target, cut.left, cut.top, width, height, layer.dc(), cut.left, cut.top,
+                          platform::kSrcCopy)) {
+      ++result.failures;
+    }
+    result.failures += DrawPlan(target, clipped).failures;
+    return result;
+  }
+  result.buffered = true;
+  if (!platform::BitBlt(memory.get(), 0, 0, width, height, layer.dc(), cut.left, cut.top,
+                        platform::kSrcCopy)) {
+    ++result.failures;
+  }
+  result.failures += DrawPlan(memory.get(), CropPlan(over, cut)).failures;
+  if (!platform::BitBlt(target, cut.left, cut.top, width, height, memory.get(), 0, 0,
+                        platform::kSrcCopy)) {
+    ++result.failures;
+  }
+  return result;
 }
 
 }  // namespace paint

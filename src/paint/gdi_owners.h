@@ -52,6 +52,8 @@ class PaintScope {
   PaintScope& operator=(const PaintScope&) = delete;
   ~PaintScope() { platform::EndPaint(window_, paint_); }
   platform::DcHandle dc() const { return dc_; }
+  // rcPaint: the part of the client area that is to be drawn.
+  const Rect& area() const { return paint_.paint; }
 
  private:
   platform::WindowHandle window_;

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -148,6 +149,28 @@ bool IsEmpty(const Plan& plan);
 // marquee scrolls it: a clip, the text and the clip's end.
 void AddScrolledText(Plan& plan, const Rect& box, std::u16string_view text, int offset,
                      std::size_t font, Color ink);
+
+// ---- Parts of a plan ----
+
+// The pixels an operation can touch, wide pens included; nullopt when that is not known (clips,
+// texts drawn with kTextNoClip), which callers take as anywhere.
+std::optional<Rect> Bounds(const Op& op);
+
+// The union of every operation's bounds; the whole area when one is not known, nullopt for no
+// operations.
+std::optional<Rect> Bounds(const Plan& plan);
+
+// What differs between two plans drawn over the same picture: the union of the bounds of every
+// operation that is not the same at the same place in both (an operation only one of them has
+// included). Nullopt when the two draw the same; the whole area of `after` when a changed
+// operation's bounds are not known, or when the fonts or the area differ.
+std::optional<Rect> ChangedBounds(const Plan& before, const Plan& after);
+
+// The part of a plan that lands in `area`, moved so that the area's top-left corner is (0, 0)
+// and sized to it: operations that lie wholly outside are left out, and what reaches past the
+// area's edges is cut there by whatever the plan is drawn into. Drawn into a bitmap of that size,
+// it gives the same pixels as the whole plan gives inside the area.
+Plan CropPlan(const Plan& plan, const Rect& area);
 
 // One line per operation (and one per font, after the size), for tests and the paint probe:
 // e.g. "fill 0 0 8 8 #0F264D", "text font=0 ink=#F0F7FF format=0x24 56 42 576 114 KELVO ZMS".

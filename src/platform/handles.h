@@ -23,6 +23,7 @@ struct HRGN__;
 struct HKEY__;
 struct SC_HANDLE__;
 struct HWINEVENTHOOK__;
+struct HHOOK__;
 // NOLINTEND(bugprone-reserved-identifier)
 
 namespace platform {
@@ -44,6 +45,7 @@ using GdiObjectHandle = void*;
 using RegistryKey = HKEY__*;
 using ServiceHandle = SC_HANDLE__*;
 using WinEventHookHandle = HWINEVENTHOOK__*;
+using HookHandle = HHOOK__*;
 
 // A HANDLE of a kernel object: thread, mutex, pipe, file, process or token. INVALID_HANDLE_VALUE
 // from a failed open arrives as {} too, so one test tells failure for every kind.

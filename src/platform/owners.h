@@ -31,6 +31,7 @@ using UniqueServiceHandle = UniqueHandle<ClosingTraits<ServiceHandle, &CloseServ
 // A predefined key may be held too: closing one does nothing.
 using UniqueRegistryKey = UniqueHandle<ClosingTraits<RegistryKey, &RegCloseKey>>;
 using UniqueWinEventHook = UniqueHandle<ClosingTraits<WinEventHookHandle, &UnhookWinEvent>>;
+using UniqueWindowsHook = UniqueHandle<ClosingTraits<HookHandle, &UnhookWindowsHookEx>>;
 using UniqueMenu = UniqueHandle<ClosingTraits<MenuHandle, &DestroyMenu>>;
 using UniqueLibrary = UniqueHandle<ClosingTraits<ModuleHandle, &FreeLibrary>>;
 using UniqueDeviceInfoSet =

@@ -305,4 +305,33 @@ inline constexpr unsigned kEwxForceIfHung = 0x10;
 bool LockWorkStation();
 bool ExitWindowsEx(unsigned flags, std::uint32_t reason);
 
+// ---- Low-level keyboard hook ----
+inline constexpr int kWhKeyboardLl = 13;
+inline constexpr int kHcAction = 0;
+inline constexpr std::uint32_t kLlkhfAltDown = 0x20;
+inline constexpr std::uint32_t kLlkhfUp = 0x80;
+inline constexpr unsigned kVkTab = 0x09;
+inline constexpr unsigned kVkControl = 0x11;
+inline constexpr unsigned kVkEscape = 0x1B;
+inline constexpr unsigned kVkDelete = 0x2E;
+inline constexpr unsigned kVkLWin = 0x5B;
+inline constexpr unsigned kVkRWin = 0x5C;
+inline constexpr unsigned kVkF4 = 0x73;
+
+// HOOKPROC in portable types; on x64 the two are the same function type.
+using HookProcedure = std::intptr_t (*)(int code, std::uintptr_t wParam, std::intptr_t lParam);
+HookHandle SetWindowsHookExW(int hookId, HookProcedure procedure, ModuleHandle module,
+                             std::uint32_t threadId);
+bool UnhookWindowsHookEx(HookHandle hook);
+std::intptr_t CallNextHookEx(HookHandle hook, int code, std::uintptr_t wParam,
+                             std::intptr_t lParam);
+// The fields of a WH_KEYBOARD_LL hook's KBDLLHOOKSTRUCT that a decision reads.
+struct KeyboardHookEvent {
+  std::uint32_t virtualKey = 0;
+  std::uint32_t flags = 0;  // LLKHF_*
+};
+KeyboardHookEvent KeyboardHookEventOf(std::intptr_t lParam);
+// Negative (high bit set) while the key is down.
+std::int16_t GetAsyncKeyState(int virtualKey);
+
 }  // namespace platform

@@ -4,6 +4,7 @@ set(KT_CONTRACT_SOURCES
   files_contract_test.cpp
   pipes_contract_test.cpp
   windows_contract_test.cpp
+  keyboard_hook_contract_test.cpp
   messages_contract_test.cpp
   shell_contract_test.cpp
   services_contract_test.cpp

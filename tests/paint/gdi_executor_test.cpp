@@ -537,4 +537,105 @@ TEST_F(Executor, TheSimulationReportsLeaksAndUnbalancedSaves) {
   EXPECT_EQ(sim::LiveGdiObjects(), Lines{"pen1"});
 }
 
+// ---- A cached layer and what is painted over it ----
+
+paint::Plan Background(Size size) {
+  paint::Plan plan;
+  plan.size = size;
+  plan.ops.emplace_back(paint::FillRect{{0, 0, size.width, size.height}, kBlue});
+  return plan;
+}
+
+paint::Plan Box() {
+  paint::Plan plan;
+  plan.size = {100, 50};
+  plan.ops.emplace_back(paint::RoundRect{{10, 10, 40, 20}, 4, kWhite, kBorder});
+  plan.ops.emplace_back(paint::FillRect{{80, 40, 90, 45}, kWhite});
+  return plan;
+}
+
+TEST_F(Executor, ACachedLayerIsDrawnOnceForItsKey) {
+  {
+    paint::CachedLayer layer;
+    const platform::DcHandle window = platform::GetDC(kWindow);
+    int made = 0;
+    const auto make = [&] {
+      ++made;
+      return Background({100, 50});
+    };
+    EXPECT_TRUE(layer.Update(window, {{100, 50}, 1.0, 1}, make));
+    EXPECT_FALSE(layer.Update(window, {{100, 50}, 1.0, 1}, make));
+    EXPECT_EQ(made, 1);
+    EXPECT_TRUE(layer.Update(window, {{100, 50}, 1.5, 1}, make));
+    EXPECT_TRUE(layer.Update(window, {{100, 50}, 1.5, 2}, make));
+    EXPECT_TRUE(layer.Update(window, {{120, 50}, 1.5, 2}, make));
+    EXPECT_EQ(made, 4);
+    EXPECT_EQ(Entries("CreateCompatibleBitmap").back(),
+              "CreateCompatibleBitmap dc1 120 50 -> bitmap4");
+    platform::ReleaseDC(kWindow, window);
+  }
+  ExpectAllGivenBack();
+}
+
+TEST_F(Executor, ACachedLayerWithoutABitmapHoldsNothing) {
+  paint::CachedLayer layer;
+  const platform::DcHandle window = platform::GetDC(kWindow);
+  sim::FailGdiCall("CreateCompatibleBitmap");
+  EXPECT_FALSE(layer.Update(window, {{100, 50}, 1.0, 1}, [] { return Background({100, 50}); }));
+  EXPECT_FALSE(layer);
+  EXPECT_TRUE(layer.Update(window, {{100, 50}, 1.0, 1}, [] { return Background({100, 50}); }));
+  EXPECT_TRUE(layer);
+  layer.Release();
+  platform::ReleaseDC(kWindow, window);
+  ExpectAllGivenBack();
+}
+
+TEST_F(Executor, PaintOverLayerCopiesTheAreaFromTheLayerAndDrawsOnlyWhatReachesIt) {
+  paint::CachedLayer layer;
+  const platform::DcHandle window = platform::GetDC(kWindow);
+  layer.Update(window, {{100, 50}, 1.0, 1}, [] { return Background({100, 50}); });
+  const std::size_t before = sim::Journal().size();
+  const paint::PaintResult result = paint::PaintOverLayer(window, layer, {5, 5, 45, 25}, Box());
+  EXPECT_TRUE(result.buffered);
+  EXPECT_EQ(result.failures, 0U);
+  const Lines journal = sim::Journal();
+  Lines drawn;
+  for (std::size_t i = before; i < journal.size(); ++i) {
+    const std::string& entry = journal[i];
+    if (entry.rfind("BitBlt", 0) == 0 || entry.rfind("RoundRect", 0) == 0 ||
+        entry.rfind("FillRect", 0) == 0) {
+      drawn.push_back(entry);
+    }
+  }
+  EXPECT_EQ(drawn, (Lines{"BitBlt dc3 0 0 40 20 dc2 5 5 0xcc0020 bitmap=bitmap1",
+                          "RoundRect dc3 5 5 35 15 4 4 brush=#FFFFFF pen=1#89B9FF",
+                          "BitBlt dc1 5 5 40 20 dc3 0 0 0xcc0020 bitmap=bitmap2"}));
+  layer.Release();
+  platform::ReleaseDC(kWindow, window);
+  ExpectAllGivenBack();
+}
+
+TEST_F(Executor, PaintOverLayerCutsTheAreaToTheLayer) {
+  paint::CachedLayer layer;
+  const platform::DcHandle window = platform::GetDC(kWindow);
+  layer.Update(window, {{100, 50}, 1.0, 1}, [] { return Background({100, 50}); });
+  paint::PaintOverLayer(window, layer, {90, 40, 200, 200}, Box());
+  EXPECT_EQ(Entries("BitBlt").back(), "BitBlt dc1 90 40 10 10 dc3 0 0 0xcc0020 bitmap=bitmap2");
+  const std::size_t before = Entries("BitBlt").size();
+  EXPECT_EQ(paint::PaintOverLayer(window, layer, {100, 0, 120, 20}, Box()).failures, 0U);
+  EXPECT_EQ(Entries("BitBlt").size(), before) << "nothing of the area lies on the layer";
+  layer.Release();
+  platform::ReleaseDC(kWindow, window);
+  ExpectAllGivenBack();
+}
+
+TEST_F(Executor, PaintOverAnEmptyLayerDrawsNothing) {
+  const paint::CachedLayer layer;
+  const platform::DcHandle window = platform::GetDC(kWindow);
+  EXPECT_EQ(paint::PaintOverLayer(window, layer, {0, 0, 10, 10}, Box()).failures, 0U);
+  EXPECT_EQ(Entries("BitBlt"), Lines{});
+  platform::ReleaseDC(kWindow, window);
+  ExpectAllGivenBack();
+}
+
 }  // namespace

@@ -1,5 +1,6 @@
 #include "paint/paint_plan.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -77,6 +78,92 @@ TEST(Describe, APlanStartsWithItsSizeAndFonts) {
   EXPECT_EQ(paint::Describe(plan),
             (std::vector<std::string>{"size 640 480", "font 0 42 700 Microsoft YaHei",
                                       "font 1 -12 400 SimSun", "fill 0 0 640 480 #010203"}));
+}
+
+// ---- Bounds, changes and crops ----
+
+paint::Plan PlanOf(std::vector<paint::Op> ops) {
+  paint::Plan plan;
+  plan.size = {200, 100};
+  plan.fonts = {{u"Face", 20, 400}};
+  plan.ops = std::move(ops);
+  return plan;
+}
+
+TEST(Bounds, ShapesReachPastTheirRectangleByThePenWidth) {
+  EXPECT_EQ(paint::Bounds(paint::Op{paint::FillRect{{1, 2, 3, 4}, kInk}}), (Rect{1, 2, 3, 4}));
+  EXPECT_EQ(paint::Bounds(paint::Op{paint::RoundRect{{10, 10, 50, 30}, 4, kInk, {3, kInk}}}),
+            (Rect{7, 7, 53, 33}));
+  EXPECT_EQ(paint::Bounds(paint::Op{paint::Strokes{{2, kInk}, {{{5, 9}, {20, 4}}}}}),
+            (Rect{3, 2, 22, 11}));
+}
+
+TEST(Bounds, AClippedTextStaysInItsRectangleAndAnUnclippedOneIsUnknown) {
+  const paint::Text text{u"x", {5, 5, 50, 20}, 0, kInk, paint::kTextSingleLine};
+  EXPECT_EQ(paint::Bounds(paint::Op{text}), (Rect{5, 5, 50, 20}));
+  paint::Text unclipped = text;
+  unclipped.format |= paint::kTextNoClip;
+  EXPECT_EQ(paint::Bounds(paint::Op{unclipped}), std::nullopt);
+  EXPECT_EQ(paint::Bounds(paint::Op{paint::PushClip{{0, 0, 5, 5}}}), std::nullopt);
+}
+
+TEST(ChangedBounds, EqualPlansChangeNothing) {
+  const paint::Plan plan = PlanOf({paint::FillRect{{0, 0, 10, 10}, kInk}});
+  EXPECT_EQ(paint::ChangedBounds(plan, plan), std::nullopt);
+}
+
+TEST(ChangedBounds, OnlyTheOperationsThatDifferCount) {
+  const paint::Plan before =
+      PlanOf({paint::FillRect{{0, 0, 10, 10}, kInk}, paint::FillRect{{50, 50, 60, 60}, kInk}});
+  const paint::Plan after =
+      PlanOf({paint::FillRect{{0, 0, 10, 10}, kInk}, paint::FillRect{{50, 50, 60, 60}, {1, 2, 3}}});
+  EXPECT_EQ(paint::ChangedBounds(before, after), (Rect{50, 50, 60, 60}));
+}
+
+TEST(ChangedBounds, AnOperationOnlyOnePlanHasCountsAndMovedOnesCountAtBothPlaces) {
+  const paint::Plan one = PlanOf({paint::FillRect{{0, 0, 10, 10}, kInk}});
+  const paint::Plan two =
+      PlanOf({paint::FillRect{{0, 0, 10, 10}, kInk}, paint::FillRect{{20, 30, 40, 50}, kInk}});
+  EXPECT_EQ(paint::ChangedBounds(one, two), (Rect{20, 30, 40, 50}));
+  EXPECT_EQ(paint::ChangedBounds(two, one), (Rect{20, 30, 40, 50}));
+  const paint::Plan moved = PlanOf({paint::FillRect{{100, 0, 110, 10}, kInk}});
+  EXPECT_EQ(paint::ChangedBounds(one, moved), (Rect{0, 0, 110, 10}));
+}
+
+TEST(ChangedBounds, OtherFontsOrAnotherAreaChangeEverything) {
+  const paint::Plan plan = PlanOf({paint::FillRect{{0, 0, 10, 10}, kInk}});
+  paint::Plan fonts = plan;
+  fonts.fonts[0].height = 21;
+  EXPECT_EQ(paint::ChangedBounds(plan, fonts), (Rect{0, 0, 200, 100}));
+  paint::Plan bigger = plan;
+  bigger.size = {300, 100};
+  EXPECT_EQ(paint::ChangedBounds(plan, bigger), (Rect{0, 0, 300, 100}));
+}
+
+TEST(ChangedBounds, AChangedOperationOfUnknownBoundsChangesTheWholeArea) {
+  const paint::Text text{u"a", {5, 5, 50, 20}, 0, kInk, paint::kTextNoClip};
+  paint::Text other = text;
+  other.text = u"b";
+  EXPECT_EQ(paint::ChangedBounds(PlanOf({text}), PlanOf({other})), (Rect{0, 0, 200, 100}));
+}
+
+TEST(CropPlan, KeepsWhatReachesTheAreaMovedToItsCorner) {
+  const paint::Plan plan =
+      PlanOf({paint::FillRect{{0, 0, 10, 10}, kInk}, paint::FillRect{{40, 40, 60, 60}, kInk},
+              paint::Strokes{{1, kInk}, {{{45, 30}, {70, 30}}}},
+              paint::Text{u"t", {30, 35, 90, 45}, 0, kInk, 0}});
+  const paint::Plan cropped = paint::CropPlan(plan, {35, 35, 55, 55});
+  EXPECT_EQ(cropped.size, (Size{20, 20}));
+  EXPECT_EQ(cropped.fonts, plan.fonts);
+  const std::vector<paint::Op> expected = {paint::FillRect{{5, 5, 25, 25}, kInk},
+                                           paint::Text{u"t", {-5, 0, 55, 10}, 0, kInk, 0}};
+  EXPECT_EQ(cropped.ops, expected);
+}
+
+TEST(CropPlan, KeepsClipsWhoseReachIsUnknown) {
+  const paint::Plan plan = PlanOf({paint::PushClip{{0, 0, 5, 5}}, paint::PopClip{}});
+  const std::vector<paint::Op> expected = {paint::PushClip{{-10, -10, -5, -5}}, paint::PopClip{}};
+  EXPECT_EQ(paint::CropPlan(plan, {10, 10, 20, 20}).ops, expected);
 }
 
 }  // namespace

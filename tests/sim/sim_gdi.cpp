@@ -324,6 +324,7 @@ DcHandle BeginPaint(WindowHandle window, PaintStruct* paint) {
     std::uintptr_t handle = 0;
     const Dc& dc = sim::NewDc(g, DcOrigin::kPaint, window, &handle);
     paint->dc = reinterpret_cast<DcHandle>(handle);
+    paint->paint = sim::TakeUpdateRect(window);
     entry = "BeginPaint -> " + dc.name;
     return paint->dc;
   });

@@ -66,6 +66,7 @@ struct WindowRecord {
   platform::WindowProcedure procedure = nullptr;
   std::map<int, std::intptr_t> longs;
   std::vector<unsigned> defaultHandled;
+  std::optional<Rect> update;  // the invalidated part of the client area, for BeginPaint
 };
 
 struct Timer {
@@ -1382,10 +1383,23 @@ WindowHandle SetFocus(WindowHandle window) {
   return std::exchange(D().focus, window);
 }
 
-bool InvalidateRect(WindowHandle window, const Rect*, bool) {
-  const Call call = Act("InvalidateRect", window);
+bool InvalidateRect(WindowHandle window, const Rect* rect, bool) {
+  const Call call = Act("InvalidateRect", window,
+                        rect ? std::to_string(rect->left) + " " + std::to_string(rect->top) + " " +
+                                   std::to_string(rect->right) + " " + std::to_string(rect->bottom)
+                             : std::string());
   const std::lock_guard guard(D().lock);
-  return FindLocked(window) != nullptr;
+  WindowRecord* record = FindLocked(window);
+  if (!record) return false;
+  const Rect client = ClientOf(record->window);
+  const Rect part = rect ? *rect : client;
+  const Rect cut{std::max(part.left, client.left), std::max(part.top, client.top),
+                 std::min(part.right, client.right), std::min(part.bottom, client.bottom)};
+  if (cut.Width() <= 0 || cut.Height() <= 0) return true;
+  const Rect was = record->update.value_or(cut);
+  record->update = Rect{std::min(was.left, cut.left), std::min(was.top, cut.top),
+                        std::max(was.right, cut.right), std::max(was.bottom, cut.bottom)};
+  return true;
 }
 
 // ---- Message queues ----
@@ -2008,3 +2022,125 @@ unsigned int FlutterDesktopGetDpiForHWND(HWND__* hwnd) {
   const unsigned dpi = platform::GetDpiForWindow(hwnd);
   return dpi != 0 ? dpi : 96;
 }
+
+// ---- Low-level keyboard hooks ----
+// Kept apart from the desktop: the hooks are called on the test's thread, as the system calls
+// them on the installing thread's message loop.
+namespace {
+
+constexpr std::uintptr_t kKeyboardHookBase = 0x5800;
+
+struct KeyboardHooks {
+  std::mutex lock;
+  std::vector<std::pair<platform::HookHandle, platform::HookProcedure>> chain;  // newest last
+  std::uintptr_t next = kKeyboardHookBase;
+  bool fail = false;
+  std::map<int, bool> down;
+};
+
+KeyboardHooks& K() {
+  static KeyboardHooks hooks;
+  return hooks;
+}
+
+void ResetKeyboardHooks() {
+  const std::lock_guard guard(K().lock);
+  K().chain.clear();
+  K().next = kKeyboardHookBase;
+  K().fail = false;
+  K().down.clear();
+}
+
+const bool keyboardHooksRegistered = sim::OnReset(&ResetKeyboardHooks);
+
+}  // namespace
+
+namespace sim {
+
+int ActiveKeyboardHooks() {
+  const std::lock_guard guard(K().lock);
+  return static_cast<int>(K().chain.size());
+}
+
+void SetWindowsHooksFail(bool fail) {
+  const std::lock_guard guard(K().lock);
+  K().fail = fail;
+}
+
+void SetAsyncKeyDown(unsigned virtualKey, bool down) {
+  const std::lock_guard guard(K().lock);
+  K().down[static_cast<int>(virtualKey)] = down;
+}
+
+std::intptr_t SendLowLevelKey(unsigned virtualKey, std::uint32_t flags) {
+  platform::HookProcedure newest = nullptr;
+  {
+    const std::lock_guard guard(K().lock);
+    if (!K().chain.empty()) newest = K().chain.back().second;
+  }
+  if (!newest) return 0;
+  platform::KeyboardHookEvent event{virtualKey, flags};
+  const std::uintptr_t message = (flags & platform::kLlkhfUp) != 0 ? 0x0101 : 0x0100;
+  return newest(platform::kHcAction, message, reinterpret_cast<std::intptr_t>(&event));
+}
+
+}  // namespace sim
+
+namespace platform {
+
+HookHandle SetWindowsHookExW(int hookId, HookProcedure procedure, ModuleHandle module,
+                             std::uint32_t threadId) {
+  Note("SetWindowsHookExW " + std::to_string(hookId) + " " + std::to_string(threadId), nullptr,
+       true);
+  const std::lock_guard guard(K().lock);
+  // A global low-level hook needs a procedure and takes no thread.
+  if (!procedure || hookId != kWhKeyboardLl || threadId != 0 || K().fail) {
+    sim::SetLastErrorValue(kErrorInvalidParameter);
+    return nullptr;
+  }
+  static_cast<void>(module);
+  auto* handle = FakeHandle<HookHandle>(K().next);
+  K().next += 4;
+  K().chain.emplace_back(handle, procedure);
+  return handle;
+}
+
+bool UnhookWindowsHookEx(HookHandle hook) {
+  Note("UnhookWindowsHookEx", nullptr, true);
+  const std::lock_guard guard(K().lock);
+  return std::erase_if(K().chain, [hook](const auto& entry) { return entry.first == hook; }) != 0;
+}
+
+// Nothing after the hook in this desktop: the key goes on to the focused window.
+std::intptr_t CallNextHookEx(HookHandle /*hook*/, int /*code*/, std::uintptr_t /*wParam*/,
+                             std::intptr_t /*lParam*/) {
+  Note("CallNextHookEx", nullptr, false);
+  return 0;
+}
+
+KeyboardHookEvent KeyboardHookEventOf(std::intptr_t lParam) {
+  return *reinterpret_cast<const KeyboardHookEvent*>(lParam);
+}
+
+std::int16_t GetAsyncKeyState(int virtualKey) {
+  const std::lock_guard guard(K().lock);
+  const auto found = K().down.find(virtualKey);
+  return found != K().down.end() && found->second ? static_cast<std::int16_t>(0x8000) : 0;
+}
+
+}  // namespace platform
+
+// ---- The update region ----
+
+namespace sim {
+
+Rect TakeUpdateRect(platform::WindowHandle window) {
+  const std::lock_guard guard(D().lock);
+  WindowRecord* record = FindLocked(window);
+  if (!record) return {};
+  const Rect update = record->update.value_or(Rect{});
+  record->update.reset();
+  return update;
+}
+
+}  // namespace sim

@@ -240,4 +240,20 @@ std::vector<ExitRequest> AcceptedExitRequests();
 void SetDisplayIgnoresPowerOff(bool ignores);
 bool DisplayOff();
 
+// ---- The update region ----
+// The bounding rectangle of what InvalidateRect asked for since the last call (cut to the client
+// area), emptied as BeginPaint validates it; empty when nothing is invalid.
+Rect TakeUpdateRect(platform::WindowHandle window);
+
+// ---- Low-level keyboard hooks ----
+// Hooks set by SetWindowsHookExW(WH_KEYBOARD_LL) and not yet removed.
+int ActiveKeyboardHooks();
+// SetWindowsHookExW answers null, as it does when the system refuses the hook.
+void SetWindowsHooksFail(bool fail);
+// What GetAsyncKeyState answers for the key; every key is up until set.
+void SetAsyncKeyDown(unsigned virtualKey, bool down);
+// One key event (LLKHF_* flags) through the newest hook, on the calling thread: its answer,
+// non-zero when the hook swallowed the key; 0 without a hook.
+std::intptr_t SendLowLevelKey(unsigned virtualKey, std::uint32_t flags = 0);
+
 }  // namespace sim

@@ -10,6 +10,12 @@ set_tests_properties(wine_lock_screen PROPERTIES
   FIXTURES_REQUIRED wine LABELS wine RESOURCE_LOCK wine_app TIMEOUT 600
   ENVIRONMENT "${KT_WINE_ENV};${KT_LOCK_ENV}")
 
+# The keyboard hook: shortcuts swallowed while the lock is up, and only then.
+add_test(NAME wine_lock_shortcuts COMMAND bash ${CMAKE_CURRENT_SOURCE_DIR}/lock_shortcuts_test.sh)
+set_tests_properties(wine_lock_shortcuts PROPERTIES
+  FIXTURES_REQUIRED wine LABELS wine RESOURCE_LOCK wine_app TIMEOUT 600
+  ENVIRONMENT "${KT_WINE_ENV};${KT_LOCK_ENV}")
+
 foreach(config IN ITEMS "4k;3840x2160x24;96" "144dpi;1920x1080x24;144")
   list(GET config 0 name)
   list(GET config 1 screen)

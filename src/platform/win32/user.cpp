@@ -446,4 +446,27 @@ bool SetLayeredWindowAttributes(WindowHandle window, std::uint32_t colorKey, std
   return ::SetLayeredWindowAttributes(window, colorKey, alpha, flags) != FALSE;
 }
 
+// ---- Low-level keyboard hook ----
+
+static_assert(std::is_same_v<HOOKPROC, HookProcedure>);
+
+HookHandle SetWindowsHookExW(int hookId, HookProcedure procedure, ModuleHandle module,
+                             std::uint32_t threadId) {
+  return ::SetWindowsHookExW(hookId, procedure, module, threadId);
+}
+
+bool UnhookWindowsHookEx(HookHandle hook) { return ::UnhookWindowsHookEx(hook) != FALSE; }
+
+std::intptr_t CallNextHookEx(HookHandle hook, int code, std::uintptr_t wParam,
+                             std::intptr_t lParam) {
+  return ::CallNextHookEx(hook, code, wParam, lParam);
+}
+
+KeyboardHookEvent KeyboardHookEventOf(std::intptr_t lParam) {
+  const auto* event = reinterpret_cast<const KBDLLHOOKSTRUCT*>(lParam);
+  return {event->vkCode, event->flags};
+}
+
+std::int16_t GetAsyncKeyState(int virtualKey) { return ::GetAsyncKeyState(virtualKey); }
+
 }  // namespace platform

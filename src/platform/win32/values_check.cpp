@@ -232,4 +232,11 @@ static_assert(sizeof(D3D_FEATURE_LEVEL) == sizeof(std::uint32_t));
 static_assert(kNullBrush == NULL_BRUSH && kSwShowNoActivate == SW_SHOWNOACTIVATE &&
               kSwShowNormal == SW_SHOWNORMAL && kDtEditControl == DT_EDITCONTROL);
 
+// Low-level keyboard hook.
+static_assert(std::is_same_v<HookHandle, HHOOK>);
+static_assert(kWhKeyboardLl == WH_KEYBOARD_LL && kHcAction == HC_ACTION &&
+              kLlkhfAltDown == LLKHF_ALTDOWN && kLlkhfUp == LLKHF_UP && kVkTab == VK_TAB &&
+              kVkControl == VK_CONTROL && kVkEscape == VK_ESCAPE && kVkDelete == VK_DELETE &&
+              kVkLWin == VK_LWIN && kVkRWin == VK_RWIN && kVkF4 == VK_F4);
+
 }  // namespace platform

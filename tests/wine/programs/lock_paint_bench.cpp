@@ -2,9 +2,15 @@
 //
 // Figures for the lock's painting under the display it runs on, each next to the cost of one
 // full-screen BitBlt measured in the same run:
-//   draw      the paint plan computed and drawn into a memory DC by paint::DrawPlan
-//   wm_paint  a real lock window (LockWindowProc) invalidated and updated: memory DC, plan,
-//             draw and the final BitBlt, as every key press costs
+//   draw      the whole paint plan computed and drawn into a memory DC by paint::DrawPlan, as
+//             every paint cost before the background was cached
+//   full      the whole plan through paint::PaintPlan onto the window: memory bitmap, draw and
+//             BitBlt, as every key press cost before the background was cached
+//   first     a real lock window (LockWindowProc) painted with no cached background: the
+//             background drawn into its bitmap, then the whole window composed and copied
+//   wm_paint  the whole window invalidated and updated over the cached background
+//   keypress  one typed digit or Backspace through the window's input handling, then
+//             UpdateWindow: the repaint of what the key changed
 //   bitblt    one BitBlt of the whole memory bitmap onto a window of the same size
 // Nothing is checked: the numbers are printed for a person to read.
 #include <windows.h>
@@ -111,13 +117,22 @@ int main(int argc, char** argv) {
 
   start = NowMs();
   for (int i = 0; i < count; ++i) {
+    paint::PaintPlan(targetDc.get(), ToPaintPlan(PlanLockPaint(input)));
+    ::GdiFlush();
+  }
+  const double fullMs = (NowMs() - start) / count;
+
+  start = NowMs();
+  for (int i = 0; i < count; ++i) {
     ::BitBlt(targetDc.get(), 0, 0, width, height, memory.get(), 0, 0, SRCCOPY);
     ::GdiFlush();
   }
   const double bitBltMs = (NowMs() - start) / count;
 
   // The real window: its scale comes from the monitor it is on, like the lock's own.
+  double firstMs = -1;
   double paintMs = -1;
+  double keyMs = -1;
   const HWND lock = MakeWindow(L"KelvoTarnelLockBenchWindow", LockWindowProc, width, height);
   if (lock) {
     GetLockScreenState().lockTypedText = u"2468";
@@ -125,21 +140,45 @@ int main(int argc, char** argv) {
     ::UpdateWindow(lock);
     start = NowMs();
     for (int i = 0; i < count; ++i) {
+      ReleaseLockPaintCache();
+      ::InvalidateRect(lock, nullptr, FALSE);
+      ::UpdateWindow(lock);
+      ::GdiFlush();
+    }
+    firstMs = (NowMs() - start) / count;
+    start = NowMs();
+    for (int i = 0; i < count; ++i) {
       ::InvalidateRect(lock, nullptr, FALSE);
       ::UpdateWindow(lock);
       ::GdiFlush();
     }
     paintMs = (NowMs() - start) / count;
+    start = NowMs();
+    for (int i = 0; i < count; ++i) {
+      // A digit, then Backspace: the mask grows and shrinks by one star.
+      HandleLockChar(lock, i % 2 == 0 ? u'1' : kLockCharBackspace);
+      ::UpdateWindow(lock);
+      ::GdiFlush();
+    }
+    keyMs = (NowMs() - start) / count;
     ::DestroyWindow(lock);
   }
   ::DestroyWindow(target);
 
   std::printf("size %dx%d dpi %u scale %.2f tiles %zu, %d rounds\n", width, height, dpi, scale,
               tiles, count);
-  std::printf("draw     %8.2f ms  (plan + paint::DrawPlan into a memory DC)\n", drawMs);
-  std::printf("wm_paint %8.2f ms  (lock window: InvalidateRect + UpdateWindow)\n", paintMs);
+  std::printf("draw     %8.2f ms  (whole plan + paint::DrawPlan into a memory DC)\n", drawMs);
+  std::printf("full     %8.2f ms  (whole plan: paint::PaintPlan onto the window)\n", fullMs);
+  std::printf("first    %8.2f ms  (lock window without a cached background: UpdateWindow)\n",
+              firstMs);
+  std::printf("wm_paint %8.2f ms  (lock window, whole window over the cache: UpdateWindow)\n",
+              paintMs);
+  std::printf("keypress %8.2f ms  (lock window: one typed character + UpdateWindow)\n", keyMs);
   std::printf("bitblt   %8.2f ms  (one full-screen BitBlt memory DC -> window)\n", bitBltMs);
-  std::printf("ratio draw/bitblt %.1f, wm_paint/bitblt %.1f\n", drawMs / bitBltMs,
-              paintMs / bitBltMs);
+  std::printf(
+      "ratio draw/bitblt %.1f, full/bitblt %.1f, first/bitblt %.1f, "
+      "wm_paint/bitblt %.1f, keypress/bitblt %.2f\n",
+      drawMs / bitBltMs, fullMs / bitBltMs, firstMs / bitBltMs, paintMs / bitBltMs,
+      keyMs / bitBltMs);
   return 0;
 }

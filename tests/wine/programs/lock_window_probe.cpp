@@ -1,4 +1,5 @@
 // lock_window_probe find|close|setcursor|cover [WAIT_MS]
+// lock_window_probe shortcuts TRIGGER_FILE [ROUNDS]
 //
 // Looks at a running lock window from another process, as the outside world sees it, and
 // prints "key value" lines for tests/wine/lock_*.sh:
@@ -8,12 +9,19 @@
 //   cover      opens a topmost window of its own over the lock, and waits for the lock to
 //              come back above it; then keeps it open for WAIT_MS so that a screenshot can
 //              show what is on top
+//   shortcuts  sets a low-level keyboard hook of its own, before any lock starts, so that a
+//              lock's hook set later is asked first; then, each time TRIGGER_FILE appears, sends
+//              the shortcuts with SendInput, prints "rN-NAME 1" for each whose key reached this
+//              hook ("0" when something swallowed it) and "rN done", and deletes the file
 // Exit code 0 when the lock window was found, 3 when it was not.
 #include <windows.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
+#include <set>
+#include <thread>
 
 namespace {
 
@@ -159,12 +167,109 @@ int Cover(HWND lock, DWORD holdMs) {
   return 0;
 }
 
+// ---- shortcuts ----
+
+std::mutex seenMutex;
+std::set<DWORD> seenDown;  // virtual keys whose key-down reached this hook
+DWORD hookThreadId = 0;
+
+LRESULT CALLBACK SeeKeys(int code, WPARAM wParam, LPARAM lParam) {
+  if (code == HC_ACTION && (wParam == WM_KEYDOWN || wParam == WM_SYSKEYDOWN)) {
+    const std::lock_guard guard(seenMutex);
+    seenDown.insert(reinterpret_cast<const KBDLLHOOKSTRUCT*>(lParam)->vkCode);
+  }
+  return ::CallNextHookEx(nullptr, code, wParam, lParam);
+}
+
+struct Shortcut {
+  const char* name;
+  WORD modifier;  // 0 for none
+  WORD key;
+};
+// F9 means nothing to the lock and must always come through: it shows that the hooks are asked.
+constexpr Shortcut kShortcuts[] = {
+    {"win-left", 0, VK_LWIN},
+    {"win-right", 0, VK_RWIN},
+    {"alt-tab", VK_MENU, VK_TAB},
+    {"alt-esc", VK_MENU, VK_ESCAPE},
+    {"ctrl-esc", VK_CONTROL, VK_ESCAPE},
+    {"alt-f4", VK_MENU, VK_F4},
+    {"f9", 0, VK_F9},
+};
+
+void SendKey(WORD key, bool up) {
+  INPUT input{};
+  input.type = INPUT_KEYBOARD;
+  input.ki.wVk = key;
+  input.ki.dwFlags = up ? KEYEVENTF_KEYUP : 0;
+  ::SendInput(1, &input, sizeof(input));
+}
+
+bool Seen(WORD key) {
+  const std::lock_guard guard(seenMutex);
+  return seenDown.count(key) != 0;
+}
+
+void RunRound(int round) {
+  for (const Shortcut& shortcut : kShortcuts) {
+    {
+      const std::lock_guard guard(seenMutex);
+      seenDown.clear();
+    }
+    if (shortcut.modifier) SendKey(shortcut.modifier, false);
+    SendKey(shortcut.key, false);
+    SendKey(shortcut.key, true);
+    if (shortcut.modifier) SendKey(shortcut.modifier, true);
+    // The hook runs on its own thread's loop: give it time to be asked.
+    const ULONGLONG deadline = ::GetTickCount64() + 500;
+    while (!Seen(shortcut.key) && ::GetTickCount64() < deadline) ::Sleep(20);
+    std::printf("r%d-%s %d\n", round, shortcut.name, Seen(shortcut.key) ? 1 : 0);
+    std::fflush(stdout);
+  }
+  std::printf("r%d done\n", round);
+  std::fflush(stdout);
+}
+
+int Shortcuts(const char* triggerFile, int rounds) {
+  HANDLE ready = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  bool hooked = false;
+  std::thread hookThread([&] {
+    hookThreadId = ::GetCurrentThreadId();
+    HHOOK hook = ::SetWindowsHookExW(WH_KEYBOARD_LL, SeeKeys, ::GetModuleHandleW(nullptr), 0);
+    hooked = hook != nullptr;
+    MSG msg;
+    ::PeekMessageW(&msg, nullptr, 0, 0, PM_NOREMOVE);  // the queue, before anyone posts to it
+    ::SetEvent(ready);
+    while (::GetMessageW(&msg, nullptr, 0, 0) > 0) {
+      ::TranslateMessage(&msg);
+      ::DispatchMessageW(&msg);
+    }
+    if (hook) ::UnhookWindowsHookEx(hook);
+  });
+  ::WaitForSingleObject(ready, INFINITE);
+  ::CloseHandle(ready);
+  std::printf("hook %d\n", hooked ? 1 : 0);
+  std::fflush(stdout);
+  for (int round = 1; hooked && round <= rounds; ++round) {
+    while (::GetFileAttributesA(triggerFile) == INVALID_FILE_ATTRIBUTES) ::Sleep(50);
+    RunRound(round);
+    ::DeleteFileA(triggerFile);
+  }
+  ::PostThreadMessageW(hookThreadId, WM_QUIT, 0, 0);
+  hookThread.join();
+  return hooked ? 0 : 4;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   if (argc < 2) {
     std::fprintf(stderr, "usage: lock_window_probe find|close|setcursor|cover [WAIT_MS]\n");
     return 2;
+  }
+  if (std::strcmp(argv[1], "shortcuts") == 0) {
+    if (argc < 3) return 2;
+    return Shortcuts(argv[2], argc > 3 ? std::atoi(argv[3]) : 1);
   }
   const DWORD waitMs = argc > 2 ? static_cast<DWORD>(std::atoi(argv[2])) : 10000;
   const HWND lock = WaitForLockWindow(std::strcmp(argv[1], "cover") == 0 ? 10000 : waitMs);
