@@ -130,6 +130,9 @@ struct BoundsOf {
   }
   std::optional<Rect> operator()(const PushClip& /*op*/) const { return std::nullopt; }
   std::optional<Rect> operator()(const PopClip& /*op*/) const { return std::nullopt; }
+  // A region fills its shape and nothing past it.
+  std::optional<Rect> operator()(const FillRegion& op) const { return op.rect; }
+  std::optional<Rect> operator()(const Outline& op) const { return Widened(op.rect, op.pen); }
 };
 
 struct Moved {
@@ -147,6 +150,8 @@ struct Moved {
   void operator()(Text& op) const { op.rect = op.rect.Offset(dx, dy); }
   void operator()(PushClip& op) const { op.rect = op.rect.Offset(dx, dy); }
   void operator()(PopClip& /*op*/) const {}
+  void operator()(FillRegion& op) const { op.rect = op.rect.Offset(dx, dy); }
+  void operator()(Outline& op) const { op.rect = op.rect.Offset(dx, dy); }
 };
 
 }  // namespace

@@ -98,6 +98,24 @@ TEST(Bounds, ShapesReachPastTheirRectangleByThePenWidth) {
             (Rect{3, 2, 22, 11}));
 }
 
+TEST(Bounds, ARegionStaysInItsShapeAndAnOutlineReachesPastItByThePenWidth) {
+  EXPECT_EQ(paint::Bounds(paint::Op{paint::FillRegion{paint::RegionShape::kEllipse,
+                                                       {10, 8, 34, 32}, 0, kInk}}),
+            (Rect{10, 8, 34, 32}));
+  EXPECT_EQ(paint::Bounds(paint::Op{paint::Outline{paint::OutlineShape::kRoundRect,
+                                                   {10, 10, 50, 30}, 8, {2, kInk}}}),
+            (Rect{8, 8, 52, 32}));
+}
+
+TEST(CropPlan, MovesRegionsAndOutlinesWithTheArea) {
+  const paint::Plan plan = PlanOf(
+      {paint::FillRegion{paint::RegionShape::kRoundRect, {40, 40, 60, 60}, 8, kInk},
+       paint::Outline{paint::OutlineShape::kRectangle, {0, 0, 5, 5}, 0, {1, kInk}}});
+  const std::vector<paint::Op> expected = {
+      paint::FillRegion{paint::RegionShape::kRoundRect, {5, 5, 25, 25}, 8, kInk}};
+  EXPECT_EQ(paint::CropPlan(plan, {35, 35, 55, 55}).ops, expected);
+}
+
 TEST(Bounds, AClippedTextStaysInItsRectangleAndAnUnclippedOneIsUnknown) {
   const paint::Text text{u"x", {5, 5, 50, 20}, 0, kInk, paint::kTextSingleLine};
   EXPECT_EQ(paint::Bounds(paint::Op{text}), (Rect{5, 5, 50, 20}));
