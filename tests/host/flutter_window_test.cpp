@@ -1,10 +1,9 @@
 #include "host/flutter_window.h"
-#include "overlay/marquee.h"
-#include "overlay/overlay_strings.h"
-#include "overlay/overlay_window.h"
 
 #include <algorithm>
+#include <map>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 
 #include <gmock/gmock.h>
@@ -19,6 +18,9 @@
 #include "app/app_log.h"
 #include "app/product.h"
 #include "host/main_window.h"
+#include "overlay/marquee.h"
+#include "overlay/overlay_strings.h"
+#include "overlay/overlay_window.h"
 #include "sim_core.h"
 #include "sim_embedder.h"
 #include "sim_kernel.h"
@@ -731,6 +733,59 @@ TEST_F(FlutterWindowTest, OnDestroyClosesAnOpenMarqueeAndUnregistersTheOverlayCl
   ASSERT_TRUE(platform::DestroyWindow(Handle()));
   EXPECT_FALSE(platform::IsWindow(marquee));
   EXPECT_FALSE(sim::ClassRegistered(u"KelvoTarnel_MarqueeNotification"));
+}
+
+TEST_F(FlutterWindowTest, OnDestroyReleasesChannelsThenStopsModulesThenTheIconThenTheController) {
+  ASSERT_TRUE(Create());
+  blocker::WindowBlocker& engine = blocker::WindowBlocker::Instance();
+  ASSERT_TRUE(engine.StartMonitoring());
+  sim::WaitForWinEventHooks(2);
+  ASSERT_TRUE(window->HasChannel(product::kOverlayChannel));
+  // What has happened at each step, seen from the calls that mark the steps.
+  struct Seen {
+    bool overlayChannel = false;
+    bool blockerChannel = false;
+    bool systemChannel = false;
+    bool overlayClass = false;
+    bool blockerRunning = false;
+  };
+  std::map<std::string, Seen> seen;
+  sim::SetCallHook([&](const std::string& entry) {
+    if (seen.count(entry) != 0) return;
+    seen[entry] = {window->HasChannel(product::kOverlayChannel),
+                   window->HasChannel(product::kWindowBlockerChannel),
+                   window->HasChannel(product::kSystemCommandsChannel),
+                   sim::ClassRegistered(u"KelvoTarnel_MarqueeNotification"), engine.IsRunning()};
+  });
+  const size_t start = JournalSize();
+  ASSERT_TRUE(platform::DestroyWindow(Handle()));
+  sim::SetCallHook(nullptr);
+
+  // 1. Both channels go first; the system commands channel stays.
+  ASSERT_EQ(seen.count("UnregisterDeviceNotification"), 1u);
+  const Seen devices = seen["UnregisterDeviceNotification"];
+  EXPECT_FALSE(devices.overlayChannel);
+  EXPECT_FALSE(devices.blockerChannel);
+  EXPECT_TRUE(devices.systemChannel);
+  // 2. The device monitor, then the overlay, then the blocker.
+  EXPECT_TRUE(devices.overlayClass);
+  EXPECT_TRUE(devices.blockerRunning);
+  ASSERT_EQ(seen.count("UnregisterClassW KelvoTarnel_MarqueeNotification"), 1u);
+  EXPECT_TRUE(seen["UnregisterClassW KelvoTarnel_MarqueeNotification"].blockerRunning);
+  // 3. and 4. The icon once every module stopped, then the controller.
+  ASSERT_EQ(seen.count("Shell_NotifyIconW NIM_DELETE"), 1u);
+  EXPECT_FALSE(seen["Shell_NotifyIconW NIM_DELETE"].blockerRunning);
+  const auto tail = JournalFrom(start);
+  const auto at = [&](const std::string& entry) {
+    return std::find(tail.begin(), tail.end(), entry) - tail.begin();
+  };
+  EXPECT_LT(at("UnregisterDeviceNotification"),
+            at("UnregisterClassW KelvoTarnel_MarqueeNotification"));
+  EXPECT_LT(at("UnregisterClassW KelvoTarnel_MarqueeNotification"),
+            at("Shell_NotifyIconW NIM_DELETE"));
+  EXPECT_LT(at("Shell_NotifyIconW NIM_DELETE"), at("FlutterDesktopViewControllerDestroy"));
+  EXPECT_LT(at("FlutterDesktopViewControllerDestroy"), static_cast<long>(tail.size()));
+  EXPECT_TRUE(window->HasChannel(product::kSystemCommandsChannel));
 }
 
 TEST_F(FlutterWindowTest, CreatingAgainReplacesTheController) {
