@@ -233,8 +233,13 @@ bool SendPayload(const std::string& payload) {
     return static_cast<bool>(pipe);
   });
   std::uint32_t written = 0;
-  return opened && platform::WriteFile(pipe.get(), payload.data(),
-                                       static_cast<std::uint32_t>(payload.size()), &written);
+  const bool sent =
+      opened && platform::WriteFile(pipe.get(), payload.data(),
+                                    static_cast<std::uint32_t>(payload.size()), &written);
+  // Held until the server has read: a client that wrote and left before the server's
+  // ConnectNamedPipe is not served (it answers no data), and a count of shows would miss it.
+  if (sent) platform::FlushFileBuffers(pipe.get());
+  return sent;
 }
 
 // The running instance's count of show messages, once every request sent so far has been
