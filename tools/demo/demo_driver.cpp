@@ -1,7 +1,8 @@
 // Plays Dart for the main job: connects to the running executable through the engine stand-in,
 // calls a few methods on the system commands channel, asks the device monitor what is connected
-// and tells it of a drive that arrived, then has the window blocker hide and close windows of
-// another program, and prints what comes back.
+// and tells it of a drive that arrived, reads the machine inventory, shows a marquee and a popup,
+// then has the window blocker hide and close windows of another program, and prints what comes
+// back.
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -112,6 +113,70 @@ void DemoDeviceMonitor(driver::EngineDriver& engine) {
             << (call ? call->method_name() : std::string("something else")) << "\n";
 }
 
+// What the inventory methods answer about the Wine prefix and this machine.
+void DemoInventory(driver::EngineDriver& engine) {
+  constexpr char kChannel[] = "com.kelvo.tarnel/device_monitor";
+  const auto call = [&](const char* method) {
+    return driver::CallMethod(engine, kChannel, method, std::nullopt, 20s);
+  };
+  const driver::MethodReply specs = call("getHardwareSpecs");
+  std::cout << "  getHardwareSpecs -> " << Describe(specs) << "\n";
+  if (const auto* map = std::get_if<EncodableMap>(&specs.value)) {
+    for (const char* key : {"processor", "memory", "computerSystem"}) {
+      std::cout << "    " << key << ": " << Text(*map, key) << "\n";
+    }
+  }
+  const driver::MethodReply report = call("getStartupReportInfo");
+  std::cout << "  getStartupReportInfo -> " << Describe(report) << "\n";
+  if (const auto* map = std::get_if<EncodableMap>(&report.value)) {
+    for (const auto& [key, value] : *map) {
+      const auto* text = std::get_if<std::string>(&value);
+      const auto* number = std::get_if<int32_t>(&value);
+      std::cout << "    " << std::get<std::string>(key) << ": "
+                << (text     ? *text
+                    : number ? std::to_string(*number)
+                             : std::string("?"))
+                << "\n";
+    }
+  }
+  const driver::MethodReply drivers = call("getDriverList");
+  const auto* list = std::get_if<EncodableList>(&drivers.value);
+  std::cout << "  getDriverList -> "
+            << (list ? std::to_string(list->size()) + " drivers" : Describe(drivers)) << "\n";
+  const driver::MethodReply serial = call("getWindowsProductSerialNumber");
+  const auto* text = std::get_if<std::string>(&serial.value);
+  std::cout << "  getWindowsProductSerialNumber -> \"" << (text ? *text : Describe(serial))
+            << "\"\n";
+}
+
+// An English prefix, then the marquee and the popup on screen, each caught in a screenshot.
+void DemoOverlay(driver::EngineDriver& engine, const std::string& shots) {
+  constexpr char kChannel[] = "com.kelvo.tarnel/overlay_notification";
+  const auto call = [&](const char* method, EncodableMap arguments) {
+    const driver::MethodReply reply =
+        driver::CallMethod(engine, kChannel, method, EncodableValue(std::move(arguments)), 20s);
+    std::cout << "  " << method << " -> " << Describe(reply) << "\n";
+  };
+  const auto shoot = [&](const std::string& name) {
+    if (shots.empty()) return;
+    std::this_thread::sleep_for(1500ms);
+    const std::string path = shots + "/" + name;
+    const std::string command = "import -window root '" + path + "' 2>/dev/null";
+    if (std::system(command.c_str()) == 0) std::cout << "  screenshot: " << path << "\n";
+  };
+  call("setNativeStrings", {{EncodableValue("marqueePrefix"), EncodableValue("Notice: ")}});
+  call("showMarquee", {{EncodableValue("title"), EncodableValue("Maintenance")},
+                       {EncodableValue("content"), EncodableValue("the lab closes at 18:00")},
+                       {EncodableValue("playCount"), EncodableValue(int32_t{1})}});
+  call("showPopup",
+       {{EncodableValue("title"), EncodableValue("Reminder")},
+        {EncodableValue("content"), EncodableValue("Save your work before you leave.")},
+        {EncodableValue("duration"), EncodableValue(int32_t{10})}});
+  shoot("overlay.png");
+  call("closeMarquee", {});
+  call("closePopup", {});
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -139,6 +204,13 @@ int main(int argc, char** argv) {
     }
     std::cout << "\n== Device monitor\n";
     DemoDeviceMonitor(*engine);
+    std::cout << "\n== Machine inventory\n";
+    DemoInventory(*engine);
+    std::cout << "\n== Overlay notices\n";
+    std::string shots = argc == 3 ? argv[2] : "";
+    shots =
+        shots.substr(0, shots.find_last_of('/') == std::string::npos ? 0 : shots.find_last_of('/'));
+    DemoOverlay(*engine, shots);
     std::cout << "\n== Window blocker\n";
     DemoWindowBlocker(*engine, argc == 3 ? argv[2] : nullptr);
   } catch (const std::exception& error) {
