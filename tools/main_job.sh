@@ -2,8 +2,7 @@
 # The main job: builds the real executable and shows it working under Wine. It answers password
 # questions from sample files, shows and unlocks the native lock screen, then runs the full
 # application with the engine stand-in and plays Dart against it (device monitor, inventory,
-# overlay notices, window blocker),
-# keeping screenshots.
+# overlay notices, window blocker), keeping screenshots.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 bash tools/install_dependencies.sh
