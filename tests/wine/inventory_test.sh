@@ -17,11 +17,17 @@ program="$1"
 if [[ "$program" == "--inside" ]]; then
   program="$2" address="$3" interface="$4" filter="$5"
   shift 5
-  # The namespace's own /sys, or /sys/class/net would show the host's interfaces. Its own /tmp
-  # too: X displays and wineserver sockets are found there, and other sessions of the machine
-  # must neither take this namespace's display nor meet its server.
+  # The namespace's own /sys, or /sys/class/net would show the host's interfaces. Its own
+  # folders of X display and wineserver sockets too, so that other sessions of the machine
+  # neither take this namespace's display nor meet its server; the rest of /tmp stays shared,
+  # since the tree under test may lie there.
   mount -t sysfs sysfs /sys || kt_die "could not mount the namespace's /sys"
-  mount -t tmpfs tmpfs /tmp || kt_die "could not mount the namespace's /tmp"
+  for sockets in /tmp/.X11-unix "/tmp/.wine-$EUID"; do
+    mkdir -p "$sockets" && mount -t tmpfs tmpfs "$sockets" ||
+      kt_die "could not mount the namespace's $sockets"
+  done
+  chmod 1777 /tmp/.X11-unix
+  chmod 700 "/tmp/.wine-$EUID"
   ip link set lo up || kt_die "no loopback in the namespace"
   for link in "$@"; do
     name="${link%%=*}"
