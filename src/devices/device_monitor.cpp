@@ -12,7 +12,7 @@
 #include "devices/device_classification.h"
 #include "devices/device_disconnect.h"
 #include "devices/driver_list.h"
-#include "devices/hardware_specs.h"
+#include "devices/hardware_report.h"
 #include "devices/product_serial.h"
 #include "devices/startup_report.h"
 #include "devices/usb_storage_policy.h"

@@ -116,7 +116,7 @@ TEST_F(InventoryTest, StartupReportChoosesTheLayoutsAdapterWithItsHostFacts) {
   EXPECT_EQ(Field(report, "resolution"), screen);
 }
 
-TEST_F(InventoryTest, HardwareSpecsAgreeWithMeminfoAndThePrefixRegistry) {
+TEST_F(InventoryTest, HardwareReportAgreesWithMeminfoAndThePrefixRegistry) {
   // MemTotal in kB, rounded to the nearest 2^30 bytes with a half rounding up.
   std::uint64_t kilobytes = 0;
   for (const std::string& line : Lines(driver::ReadFile("/proc/meminfo"))) {
@@ -139,13 +139,13 @@ TEST_F(InventoryTest, HardwareSpecsAgreeWithMeminfoAndThePrefixRegistry) {
   ASSERT_TRUE(display.empty());
 
   StartApp();
-  EncodableMap specs = CallForMap("getHardwareSpecs");
-  ASSERT_EQ(specs.size(), 10u);
-  EXPECT_EQ(Field(specs, "memory"), memory);
-  EXPECT_EQ(Field(specs, "processor"), processor);
-  EXPECT_EQ(Field(specs, "computerSystem"), product);
-  EXPECT_EQ(Field(specs, "productId"), PrefixValue(versionKey, "ProductId").value_or(""));
-  EXPECT_EQ(Field(specs, "registeredOwner"),
+  EncodableMap hardware = CallForMap("getHardwareSpecs");
+  ASSERT_EQ(hardware.size(), 10u);
+  EXPECT_EQ(Field(hardware, "memory"), memory);
+  EXPECT_EQ(Field(hardware, "processor"), processor);
+  EXPECT_EQ(Field(hardware, "computerSystem"), product);
+  EXPECT_EQ(Field(hardware, "productId"), PrefixValue(versionKey, "ProductId").value_or(""));
+  EXPECT_EQ(Field(hardware, "registeredOwner"),
             PrefixValue(versionKey, "RegisteredOwner").value_or(""));
 
   // A build of the newer generation and a display version, written into the prefix: the rule
@@ -159,8 +159,8 @@ TEST_F(InventoryTest, HardwareSpecsAgreeWithMeminfoAndThePrefixRegistry) {
   ASSERT_EQ(e2e::RunInSession("wine reg add '" + versionKey +
                               "' /v ProductName /t REG_SZ /d 'Windows 10 Pro' /f"),
             0);
-  specs = CallForMap("getHardwareSpecs");
-  EXPECT_EQ(Field(specs, "computerSystem"), "Windows 11 Pro 23H2");
+  hardware = CallForMap("getHardwareSpecs");
+  EXPECT_EQ(Field(hardware, "computerSystem"), "Windows 11 Pro 23H2");
   e2e::RunInSession("wine reg add '" + versionKey + "' /v CurrentBuildNumber /t REG_SZ /d " +
                     build + " /f");
   e2e::RunInSession("wine reg delete '" + versionKey + "' /v DisplayVersion /f");

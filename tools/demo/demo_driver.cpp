@@ -119,9 +119,9 @@ void DemoInventory(driver::EngineDriver& engine) {
   const auto call = [&](const char* method) {
     return driver::CallMethod(engine, kChannel, method, std::nullopt, 20s);
   };
-  const driver::MethodReply specs = call("getHardwareSpecs");
-  std::cout << "  getHardwareSpecs -> " << Describe(specs) << "\n";
-  if (const auto* map = std::get_if<EncodableMap>(&specs.value)) {
+  const driver::MethodReply hardware = call("getHardwareSpecs");
+  std::cout << "  getHardwareSpecs -> " << Describe(hardware) << "\n";
+  if (const auto* map = std::get_if<EncodableMap>(&hardware.value)) {
     for (const char* key : {"processor", "memory", "computerSystem"}) {
       std::cout << "    " << key << ": " << Text(*map, key) << "\n";
     }

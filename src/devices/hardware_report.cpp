@@ -1,4 +1,4 @@
-#include "devices/hardware_specs.h"
+#include "devices/hardware_report.h"
 
 #include <cstdint>
 #include <string>

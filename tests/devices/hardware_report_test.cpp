@@ -1,5 +1,5 @@
 // The hardware report against the simulated device tree, registry and memory status.
-#include "devices/hardware_specs.h"
+#include "devices/hardware_report.h"
 
 #include <gtest/gtest.h>
 
@@ -27,7 +27,7 @@ constexpr std::u16string_view kProcessor = u"HARDWARE\\DESCRIPTION\\System\\Cent
 constexpr std::uint64_t kGiB = 1ULL << 30;
 constexpr unsigned long kErrorNotEnoughMemory = 8;
 
-class HardwareSpecs : public ::testing::Test {
+class HardwareReport : public ::testing::Test {
  protected:
   void SetUp() override { sim::ResetSimulation(); }
   void TearDown() override {
@@ -63,37 +63,37 @@ class HardwareSpecs : public ::testing::Test {
 
 // ---- FirstClassDeviceName ----
 
-TEST_F(HardwareSpecs, OnlyBasicDisplayAdapterGivesEmptyGraphicsCard) {
+TEST_F(HardwareReport, OnlyBasicDisplayAdapterGivesEmptyGraphicsCard) {
   AddDevice(kDisplayAdapterClass, std::nullopt, u"Microsoft Basic Display Adapter");
   EXPECT_EQ(FirstClassDeviceName(kDisplayAdapterClass, kDisplayExclusions), u"");
   EXPECT_EQ(Key(GetHardwareSpecs(), "graphicsCard"), "");
 }
 
-TEST_F(HardwareSpecs, VirtualDiskInAnyCaseIsSkippedForTheNext) {
+TEST_F(HardwareReport, VirtualDiskInAnyCaseIsSkippedForTheNext) {
   AddDevice(kDiskDriveClass, u"Msft VIRTUAL Disk", u"Disk drive");
   AddDevice(kDiskDriveClass, u"Samsung SSD 980 PRO 1TB", u"Disk drive");
   EXPECT_EQ(FirstClassDeviceName(kDiskDriveClass, kDiskExclusions), u"Samsung SSD 980 PRO 1TB");
 }
 
-TEST_F(HardwareSpecs, DeviceWithNeitherNameNorDescriptionDoesNotEndTheWalk) {
+TEST_F(HardwareReport, DeviceWithNeitherNameNorDescriptionDoesNotEndTheWalk) {
   AddDevice(kSoundClass, std::nullopt, std::nullopt);
   AddDevice(kSoundClass, u"", u"");
   AddDevice(kSoundClass, std::nullopt, u"Realtek High Definition Audio");
   EXPECT_EQ(FirstClassDeviceName(kSoundClass, kSoundExclusions), u"Realtek High Definition Audio");
 }
 
-TEST_F(HardwareSpecs, FriendlyNameIsPreferredAndKeepsItsLetterCase) {
+TEST_F(HardwareReport, FriendlyNameIsPreferredAndKeepsItsLetterCase) {
   AddDevice(kMonitorClass, u"DELL U2720Q", u"Generic PnP Monitor");
   EXPECT_EQ(FirstClassDeviceName(kMonitorClass, kMonitorExclusions), u"DELL U2720Q");
 }
 
-TEST_F(HardwareSpecs, ExcludedFriendlyNameSkipsTheDeviceEvenWithAGoodDescription) {
+TEST_F(HardwareReport, ExcludedFriendlyNameSkipsTheDeviceEvenWithAGoodDescription) {
   // The description is only a stand-in for a missing friendly name, never a second chance.
   AddDevice(kSoundClass, u"Legacy Audio Drivers", u"Realtek Audio");
   EXPECT_EQ(FirstClassDeviceName(kSoundClass, kSoundExclusions), u"");
 }
 
-TEST_F(HardwareSpecs, TapInsideALongerWordDisqualifiesANetworkAdapter) {
+TEST_F(HardwareReport, TapInsideALongerWordDisqualifiesANetworkAdapter) {
   AddDevice(kNetworkAdapterClass, u"Startap Ethernet", std::nullopt);
   AddDevice(kNetworkAdapterClass, u"WAN Miniport (IP)", std::nullopt);
   AddDevice(kNetworkAdapterClass, u"Intel(R) Wi-Fi 6 AX201", std::nullopt);
@@ -101,20 +101,20 @@ TEST_F(HardwareSpecs, TapInsideALongerWordDisqualifiesANetworkAdapter) {
             u"Intel(R) Wi-Fi 6 AX201");
 }
 
-TEST_F(HardwareSpecs, TheFirstPassingDeviceWinsWithoutRanking) {
+TEST_F(HardwareReport, TheFirstPassingDeviceWinsWithoutRanking) {
   AddDevice(kDisplayAdapterClass, u"Intel(R) UHD Graphics 770", std::nullopt);
   AddDevice(kDisplayAdapterClass, u"NVIDIA GeForce RTX 4090", std::nullopt);
   EXPECT_EQ(FirstClassDeviceName(kDisplayAdapterClass, kDisplayExclusions),
             u"Intel(R) UHD Graphics 770");
 }
 
-TEST_F(HardwareSpecs, DevicesThatAreNotPresentAreNotListed) {
+TEST_F(HardwareReport, DevicesThatAreNotPresentAreNotListed) {
   AddDevice(kDiskDriveClass, u"Unplugged USB Disk", std::nullopt, /*present=*/false);
   AddDevice(kDiskDriveClass, u"WDC WD10EZEX", std::nullopt);
   EXPECT_EQ(FirstClassDeviceName(kDiskDriveClass, kDiskExclusions), u"WDC WD10EZEX");
 }
 
-TEST_F(HardwareSpecs, ARefusedListGivesEmptyForThatClassOnly) {
+TEST_F(HardwareReport, ARefusedListGivesEmptyForThatClassOnly) {
   AddDevice(kDiskDriveClass, u"WDC WD10EZEX", std::nullopt);
   AddDevice(kMonitorClass, u"DELL U2720Q", std::nullopt);
   sim::RefuseDeviceInfoList(kDiskDriveClass, kErrorNotEnoughMemory);
@@ -123,68 +123,68 @@ TEST_F(HardwareSpecs, ARefusedListGivesEmptyForThatClassOnly) {
   EXPECT_EQ(Key(reply, "monitor"), "DELL U2720Q");
 }
 
-TEST_F(HardwareSpecs, StorageSpacesDiskIsSkipped) {
+TEST_F(HardwareReport, StorageSpacesDiskIsSkipped) {
   AddDevice(kDiskDriveClass, u"Microsoft Storage Spaces Device", std::nullopt);
   EXPECT_EQ(FirstClassDeviceName(kDiskDriveClass, kDiskExclusions), u"");
 }
 
 // ---- WindowsVersionText ----
 
-TEST_F(HardwareSpecs, Build22631MakesWindows10ProWindows11ProWithDisplayVersion) {
+TEST_F(HardwareReport, Build22631MakesWindows10ProWindows11ProWithDisplayVersion) {
   SetVersion(u"Windows 10 Pro", u"23H2", u"22631");
   EXPECT_EQ(WindowsVersionText(), u"Windows 11 Pro 23H2");
 }
 
-TEST_F(HardwareSpecs, BuildBelow22000KeepsWindows10) {
+TEST_F(HardwareReport, BuildBelow22000KeepsWindows10) {
   SetVersion(u"Windows 10 Pro", u"22H2", u"19045");
   EXPECT_EQ(WindowsVersionText(), u"Windows 10 Pro 22H2");
   SetVersion(u"Windows 10 Pro", u"", u"21999");
   EXPECT_EQ(WindowsVersionText(), u"Windows 10 Pro");
 }
 
-TEST_F(HardwareSpecs, Build22000ExactlyIsWindows11) {
+TEST_F(HardwareReport, Build22000ExactlyIsWindows11) {
   SetVersion(u"Windows 10 Home", u"", u"22000");
   EXPECT_EQ(WindowsVersionText(), u"Windows 11 Home");
 }
 
-TEST_F(HardwareSpecs, EmptyProductNameWithDisplayVersionStartsWithABlank) {
+TEST_F(HardwareReport, EmptyProductNameWithDisplayVersionStartsWithABlank) {
   SetVersion(u"", u"23H2", u"22631");
   EXPECT_EQ(WindowsVersionText(), u" 23H2");
 }
 
-TEST_F(HardwareSpecs, DisplayVersionAlreadyInTheNameIsNotAddedTwice) {
+TEST_F(HardwareReport, DisplayVersionAlreadyInTheNameIsNotAddedTwice) {
   SetVersion(u"Windows 10 Enterprise 22H2", u"22H2", u"19045");
   EXPECT_EQ(WindowsVersionText(), u"Windows 10 Enterprise 22H2");
 }
 
-TEST_F(HardwareSpecs, EmptyBuildNumberLeavesWindows10AsItIs) {
+TEST_F(HardwareReport, EmptyBuildNumberLeavesWindows10AsItIs) {
   SetVersion(u"Windows 10 Pro", u"", u"");
   EXPECT_EQ(WindowsVersionText(), u"Windows 10 Pro");
 }
 
-TEST_F(HardwareSpecs, BuildNumberWithTrailingLettersParsesUpToThem) {
+TEST_F(HardwareReport, BuildNumberWithTrailingLettersParsesUpToThem) {
   SetVersion(u"Windows 10 Pro", u"", u"22631abc");
   EXPECT_EQ(WindowsVersionText(), u"Windows 11 Pro");
   SetVersion(u"Windows 10 Pro", u"", u"19045.3693");
   EXPECT_EQ(WindowsVersionText(), u"Windows 10 Pro");
 }
 
-TEST_F(HardwareSpecs, BuildNumberStartingWithALetterCountsAsZero) {
+TEST_F(HardwareReport, BuildNumberStartingWithALetterCountsAsZero) {
   SetVersion(u"Windows 10 Pro", u"", u"x22631");
   EXPECT_EQ(WindowsVersionText(), u"Windows 10 Pro");
 }
 
-TEST_F(HardwareSpecs, OnlyTheFirstWindows10IsReplaced) {
+TEST_F(HardwareReport, OnlyTheFirstWindows10IsReplaced) {
   SetVersion(u"Windows 10 Pro (Windows 10)", u"", u"22631");
   EXPECT_EQ(WindowsVersionText(), u"Windows 11 Pro (Windows 10)");
 }
 
-TEST_F(HardwareSpecs, ANameWithoutWindows10IsLeftAlone) {
+TEST_F(HardwareReport, ANameWithoutWindows10IsLeftAlone) {
   SetVersion(u"Windows Server 2022 Standard", u"21H2", u"22000");
   EXPECT_EQ(WindowsVersionText(), u"Windows Server 2022 Standard 21H2");
 }
 
-TEST_F(HardwareSpecs, BuildNumberOfTheWrongTypeCountsAsEmpty) {
+TEST_F(HardwareReport, BuildNumberOfTheWrongTypeCountsAsEmpty) {
   sim::SetRegistryString(kHkeyLocalMachine, kCurrentVersion, u"ProductName", u"Windows 10 Pro");
   sim::SetRegistryDword(kHkeyLocalMachine, kCurrentVersion, u"CurrentBuildNumber", 22631);
   EXPECT_EQ(WindowsVersionText(), u"Windows 10 Pro");
@@ -192,27 +192,27 @@ TEST_F(HardwareSpecs, BuildNumberOfTheWrongTypeCountsAsEmpty) {
 
 // ---- FormatTotalMemory ----
 
-TEST_F(HardwareSpecs, OneAndAHalfGiBReportsTwoGb) {
+TEST_F(HardwareReport, OneAndAHalfGiBReportsTwoGb) {
   sim::SetTotalPhysicalMemory(kGiB + kGiB / 2);
   EXPECT_EQ(FormatTotalMemory(), u"2 GB");
 }
 
-TEST_F(HardwareSpecs, LessThanHalfAGiBReportsZeroGb) {
+TEST_F(HardwareReport, LessThanHalfAGiBReportsZeroGb) {
   sim::SetTotalPhysicalMemory(kGiB / 2 - 1);
   EXPECT_EQ(FormatTotalMemory(), u"0 GB");
 }
 
-TEST_F(HardwareSpecs, SevenPointNineGiBReportsEightGb) {
+TEST_F(HardwareReport, SevenPointNineGiBReportsEightGb) {
   sim::SetTotalPhysicalMemory(kGiB * 79 / 10);
   EXPECT_EQ(FormatTotalMemory(), u"8 GB");
 }
 
-TEST_F(HardwareSpecs, JustBelowTheHalfRoundsDown) {
+TEST_F(HardwareReport, JustBelowTheHalfRoundsDown) {
   sim::SetTotalPhysicalMemory(kGiB * 7 + kGiB / 2 - 1);
   EXPECT_EQ(FormatTotalMemory(), u"7 GB");
 }
 
-TEST_F(HardwareSpecs, ZeroTotalOrFailedStatusGivesEmpty) {
+TEST_F(HardwareReport, ZeroTotalOrFailedStatusGivesEmpty) {
   sim::SetTotalPhysicalMemory(0);
   EXPECT_EQ(FormatTotalMemory(), u"");
   sim::SetTotalPhysicalMemory(std::nullopt);
@@ -221,7 +221,7 @@ TEST_F(HardwareSpecs, ZeroTotalOrFailedStatusGivesEmpty) {
 
 // ---- GetHardwareSpecs ----
 
-TEST_F(HardwareSpecs, ReplyHasExactlyTheTenKeysAllStrings) {
+TEST_F(HardwareReport, ReplyHasExactlyTheTenKeysAllStrings) {
   const EncodableMap reply = GetHardwareSpecs();
   ASSERT_EQ(reply.size(), 10u);
   for (const char* key : {"processor", "computerSystem", "memory", "hardDisk", "graphicsCard",
@@ -232,7 +232,7 @@ TEST_F(HardwareSpecs, ReplyHasExactlyTheTenKeysAllStrings) {
   }
 }
 
-TEST_F(HardwareSpecs, EveryKeyComesFromItsSource) {
+TEST_F(HardwareReport, EveryKeyComesFromItsSource) {
   sim::SetRegistryString(kHkeyLocalMachine, kProcessor, u"ProcessorNameString",
                          u"  Intel(R) Core(TM) i7-12700 ");
   SetVersion(u"Windows 10 Pro", u"23H2", u"22631");
@@ -259,13 +259,13 @@ TEST_F(HardwareSpecs, EveryKeyComesFromItsSource) {
   EXPECT_EQ(Key(reply, "registeredOwner"), "\xE5\xBC\xA0\xE4\xB8\x89");
 }
 
-TEST_F(HardwareSpecs, ClassListsAreReadInTheDocumentedOrder) {
+TEST_F(HardwareReport, ClassListsAreReadInTheDocumentedOrder) {
   GetHardwareSpecs();
   // The five walks, disk, display, monitor, sound, network, each list made and ended once.
   EXPECT_EQ(sim::DeviceInfoListsMade(), 5u);
 }
 
-TEST_F(HardwareSpecs, OneFailedRegistrySourceLeavesOnlyItsKeyEmpty) {
+TEST_F(HardwareReport, OneFailedRegistrySourceLeavesOnlyItsKeyEmpty) {
   sim::SetRegistryString(kHkeyLocalMachine, kProcessor, u"ProcessorNameString", u"AMD Ryzen 7");
   sim::SetRegistryString(kHkeyLocalMachine, kCurrentVersion, u"ProductId", u"P-1");
   sim::SetRegistryString(kHkeyLocalMachine, kCurrentVersion, u"RegisteredOwner", u"Owner");
@@ -279,12 +279,12 @@ TEST_F(HardwareSpecs, OneFailedRegistrySourceLeavesOnlyItsKeyEmpty) {
   EXPECT_EQ(Key(reply, "registeredOwner"), "Owner");
 }
 
-TEST_F(HardwareSpecs, ProcessorValueOfTheWrongTypeGivesEmpty) {
+TEST_F(HardwareReport, ProcessorValueOfTheWrongTypeGivesEmpty) {
   sim::SetRegistryDword(kHkeyLocalMachine, kProcessor, u"ProcessorNameString", 7);
   EXPECT_EQ(Key(GetHardwareSpecs(), "processor"), "");
 }
 
-TEST_F(HardwareSpecs, ProcessorValueWithoutTerminatorEndsAtTheValuesEnd) {
+TEST_F(HardwareReport, ProcessorValueWithoutTerminatorEndsAtTheValuesEnd) {
   const std::u16string name = u"ARM Cortex";
   std::vector<std::uint8_t> bytes(name.size() * 2);
   std::memcpy(bytes.data(), name.data(), bytes.size());
@@ -293,7 +293,7 @@ TEST_F(HardwareSpecs, ProcessorValueWithoutTerminatorEndsAtTheValuesEnd) {
   EXPECT_EQ(Key(GetHardwareSpecs(), "processor"), "ARM Cortex");
 }
 
-TEST_F(HardwareSpecs, ChannelAnswersTheMapWithSuccess) {
+TEST_F(HardwareReport, ChannelAnswersTheMapWithSuccess) {
   sim::SetTotalPhysicalMemory(kGiB * 8);
   Answer answer;
   HandleDeviceMonitorCall(MethodCall("getHardwareSpecs", nullptr), Recorder(answer));
