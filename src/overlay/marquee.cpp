@@ -67,14 +67,7 @@ void ShowMarquee(const std::u16string& title, const std::u16string& content,
 
 void CloseMarquee() {
   MarqueeState& state = GetMarqueeState();
-  if (state.window) {
-    if (state.timer != 0) {
-      platform::KillTimer(state.window, kMarqueeTimerId);
-      state.timer = 0;
-    }
-    platform::DestroyWindow(state.window);
-    state.window = nullptr;
-  }
+  DestroyOverlayWindow(state.window, state.timer, kMarqueeTimerId);
   state.text.clear();
   state.playCount = 0;
   state.passesDone = 0;

@@ -9,13 +9,21 @@ namespace {
 
 bool classRegistered = false;
 
-void StopTimer(platform::WindowHandle window, std::uintptr_t& timer, std::uintptr_t id) {
+}  // namespace
+
+void StopOverlayTimer(platform::WindowHandle window, std::uintptr_t& timer, std::uintptr_t id) {
   if (timer == 0) return;
   platform::KillTimer(window, id);
   timer = 0;
 }
 
-}  // namespace
+void DestroyOverlayWindow(platform::WindowHandle& window, std::uintptr_t& timer,
+                          std::uintptr_t id) {
+  if (!window) return;
+  StopOverlayTimer(window, timer, id);
+  platform::DestroyWindow(window);
+  window = nullptr;
+}
 
 bool RegisterOverlayWindowClass() {
   if (!classRegistered) {
@@ -109,9 +117,9 @@ std::intptr_t OverlayWindowProc(platform::WindowHandle window, unsigned message,
     case platform::kWmDestroy:
       // For a window that goes down by another way than its close.
       if (isMarquee) {
-        StopTimer(window, marquee.timer, kMarqueeTimerId);
+        StopOverlayTimer(window, marquee.timer, kMarqueeTimerId);
       } else {
-        StopTimer(window, popup.timer, kPopupTimerId);
+        StopOverlayTimer(window, popup.timer, kPopupTimerId);
       }
       return 0;
     default:

@@ -44,3 +44,7 @@ platform::WindowHandle CreateOverlayWindow(int x, int y, int width, int height);
 // Fully opaque, shown without activation and painted at once. The caller stores the handle
 // first: the procedure paints only the windows it knows.
 void ShowOverlayWindow(platform::WindowHandle window);
+// Kills the window's timer when it runs and clears the stored result of SetTimer.
+void StopOverlayTimer(platform::WindowHandle window, std::uintptr_t& timer, std::uintptr_t id);
+// The timer first, then the window; both stored values cleared. Nothing without a window.
+void DestroyOverlayWindow(platform::WindowHandle& window, std::uintptr_t& timer, std::uintptr_t id);

@@ -106,14 +106,7 @@ void ShowFileOpenPrompt(const std::u16string& title, const std::u16string& conte
 
 void ClosePopup() {
   PopupState& state = GetPopupState();
-  if (state.window) {
-    if (state.timer != 0) {
-      platform::KillTimer(state.window, kPopupTimerId);
-      state.timer = 0;
-    }
-    platform::DestroyWindow(state.window);
-    state.window = nullptr;
-  }
+  DestroyOverlayWindow(state.window, state.timer, kPopupTimerId);
   state.title.clear();
   state.content.clear();
   state.filePath.clear();

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -51,12 +52,14 @@ struct ReadResult {
   std::string bytes;
 };
 
-ReadResult ReadMessage(KernelHandle pipe) {
+// Untimed without `timeoutMs`; otherwise the overlapped read that gives up after it.
+ReadResult ReadMessage(KernelHandle pipe, std::optional<std::uint32_t> timeoutMs = std::nullopt) {
   ReadResult result;
   char buffer[kBufferSize] = {};
   std::uint32_t read = 0;
   platform::SetLastError(platform::kErrorSuccess);
-  result.ok = platform::ReadFile(pipe, buffer, kBufferSize, &read);
+  result.ok = timeoutMs ? platform::ReadFile(pipe, buffer, kBufferSize, &read, *timeoutMs)
+                        : platform::ReadFile(pipe, buffer, kBufferSize, &read);
   result.error = platform::GetLastError();
   result.bytes.assign(buffer, read);
   return result;
@@ -214,17 +217,6 @@ std::u16string LogonSid() {
   return {};
 }
 
-ReadResult TimedRead(KernelHandle pipe, std::uint32_t timeoutMs) {
-  ReadResult result;
-  char buffer[kBufferSize] = {};
-  std::uint32_t read = 0;
-  platform::SetLastError(platform::kErrorSuccess);
-  result.ok = platform::ReadFile(pipe, buffer, kBufferSize, &read, timeoutMs);
-  result.error = platform::GetLastError();
-  result.bytes.assign(buffer, read);
-  return result;
-}
-
 TEST(Pipes, TheProcessTokenNamesItsLogonSession) {
   const std::u16string sid = LogonSid();
   EXPECT_EQ(sid.rfind(u"S-1-5-5-", 0), 0u) << "no logon SID among the token's groups";
@@ -241,7 +233,7 @@ TEST(Pipes, APipeForThisLogonSessionAdmitsAClientOfThisProcess) {
   EXPECT_FALSE(platform::ConnectNamedPipe(server.get()));
   EXPECT_EQ(platform::GetLastError(), platform::kErrorPipeConnected);
   ASSERT_TRUE(Write(client.get(), "SHOW"));
-  const ReadResult read = TimedRead(server.get(), 1000);
+  const ReadResult read = ReadMessage(server.get(), 1000);
   EXPECT_TRUE(read.ok);
   EXPECT_EQ(read.bytes, "SHOW");
 }
@@ -258,7 +250,7 @@ TEST(Pipes, ATimedReadOfAClientThatNeverWritesIsCancelledAfterItsWait) {
   const UniqueKernelHandle client = OpenClient(name);
   ASSERT_TRUE(client);
   EXPECT_FALSE(platform::ConnectNamedPipe(server.get()));
-  const ReadResult read = TimedRead(server.get(), 100);
+  const ReadResult read = ReadMessage(server.get(), 100);
   EXPECT_FALSE(read.ok);
   EXPECT_EQ(read.error, platform::kErrorOperationAborted);
   EXPECT_TRUE(read.bytes.empty());
@@ -276,7 +268,7 @@ TEST(Pipes, ATimedReadOfALongMessageFailsWithMoreDataAndKeepsItsFirstBytes) {
   const auto written = std::make_shared<bool>(false);
   SeamThread writer([pipe = client.get(), message, written] { *written = Write(pipe, message); });
   ASSERT_TRUE(writer.started());
-  const ReadResult read = TimedRead(server.get(), 5000);
+  const ReadResult read = ReadMessage(server.get(), 5000);
   ASSERT_TRUE(writer.Join());
   EXPECT_TRUE(*written);
   EXPECT_FALSE(read.ok);
@@ -293,7 +285,7 @@ TEST(Pipes, ATimedReadOfAClientThatLeftFailsWithABrokenPipe) {
     ASSERT_TRUE(client);
   }
   EXPECT_FALSE(platform::ConnectNamedPipe(server.get()));
-  const ReadResult read = TimedRead(server.get(), 5000);
+  const ReadResult read = ReadMessage(server.get(), 5000);
   EXPECT_FALSE(read.ok);
   EXPECT_EQ(read.error, contract::kErrorBrokenPipe);
 }

@@ -59,6 +59,18 @@ DartProject TestProject() {
 
 class FlutterWindowTest : public ::testing::Test {
  protected:
+  // Another program's pop-up that the blocker may hide.
+  static blocker::WindowHandle AddAdPopup() {
+    sim::AddProcess(1200, {u"C:\\Apps\\adpop.exe"});
+    sim::DesktopWindow popup;
+    popup.pid = 1200;
+    popup.className = u"AdPopupWindow";
+    popup.title = u"Ad";
+    popup.frameBounds = Rect{100, 100, 500, 400};
+    popup.windowRect = Rect{100, 100, 500, 400};
+    return sim::AddDesktopWindow(popup);
+  }
+
   void SetUp() override {
     sim::ResetSimulation();
     blocker::WindowBlocker::Instance().ResetForTests();
@@ -552,14 +564,8 @@ TEST_F(FlutterWindowTest, TheExitItemRemovesTheIconAndEndsTheProcessWithoutOnDes
 
 TEST_F(FlutterWindowTest, TheExitItemShowsWhatTheBlockerHidBeforeTheProcessEnds) {
   blocker::WindowBlocker& engine = blocker::WindowBlocker::Instance();
-  sim::AddProcess(1200, {u"C:\\Apps\\adpop.exe"});
-  sim::DesktopWindow popup;
-  popup.pid = 1200;
-  popup.className = u"AdPopupWindow";
-  popup.title = u"Ad";
-  popup.frameBounds = Rect{100, 100, 500, 400};
-  popup.windowRect = Rect{100, 100, 500, 400};
-  const blocker::WindowHandle ad = sim::AddDesktopWindow(popup);
+  const blocker::WindowHandle ad = AddAdPopup();
+  // The re-hide worker's delays run on the simulated clock.
   sim::SetSleepHook([](unsigned ms) { sim::AdvanceSystemTimeMs(ms); });
   ASSERT_TRUE(Create());
   ASSERT_TRUE(engine.StartMonitoring());
@@ -670,14 +676,7 @@ TEST_F(FlutterWindowTest, OnDestroyUnregistersTheDeviceNotifications) {
 
 TEST_F(FlutterWindowTest, OnDestroyShutsTheBlockerDownAndShowsWhatItHid) {
   blocker::WindowBlocker& engine = blocker::WindowBlocker::Instance();
-  sim::AddProcess(1200, {u"C:\\Apps\\adpop.exe"});
-  sim::DesktopWindow popup;
-  popup.pid = 1200;
-  popup.className = u"AdPopupWindow";
-  popup.title = u"Ad";
-  popup.frameBounds = Rect{100, 100, 500, 400};
-  popup.windowRect = Rect{100, 100, 500, 400};
-  const blocker::WindowHandle ad = sim::AddDesktopWindow(popup);
+  const blocker::WindowHandle ad = AddAdPopup();
   // The re-hide worker's delays run on the simulated clock.
   sim::SetSleepHook([](unsigned ms) { sim::AdvanceSystemTimeMs(ms); });
   ASSERT_TRUE(Create());

@@ -24,30 +24,12 @@
 #include "lock/win32_lock_window.h"
 #include "paint/gdi_executor.h"
 #include "paint/gdi_owners.h"
+#include "paint_bench.h"
 
 namespace {
 
-double NowMs() {
-  static const double frequency = [] {
-    LARGE_INTEGER f;
-    ::QueryPerformanceFrequency(&f);
-    return static_cast<double>(f.QuadPart);
-  }();
-  LARGE_INTEGER counter;
-  ::QueryPerformanceCounter(&counter);
-  return counter.QuadPart * 1000.0 / frequency;
-}
-
-LRESULT CALLBACK TargetProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
-  if (message == WM_ERASEBKGND) return 1;
-  if (message == WM_PAINT) {
-    PAINTSTRUCT paint;
-    ::BeginPaint(window, &paint);
-    ::EndPaint(window, &paint);
-    return 0;
-  }
-  return ::DefWindowProcW(window, message, wParam, lParam);
-}
+using test_windows::BlankPaintProc;
+using test_windows::NowMs;
 
 HWND MakeWindow(const wchar_t* className, WNDPROC proc, int width, int height) {
   WNDCLASSW windowClass{};
@@ -86,7 +68,7 @@ int main(int argc, char** argv) {
   input.inputRect = layout.inputRect;
   input.typedCount = 4;
 
-  const HWND target = MakeWindow(L"KelvoTarnelLockBenchTarget", TargetProc, width, height);
+  const HWND target = MakeWindow(L"KelvoTarnelLockBenchTarget", BlankPaintProc, width, height);
   if (!target) {
     std::fprintf(stderr, "no window: is there a display?\n");
     return 1;

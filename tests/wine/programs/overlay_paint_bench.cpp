@@ -21,30 +21,12 @@
 #include "overlay/overlay_window.h"
 #include "overlay/popup.h"
 #include "paint/gdi_owners.h"
+#include "paint_bench.h"
 
 namespace {
 
-double NowMs() {
-  static const double frequency = [] {
-    LARGE_INTEGER f;
-    ::QueryPerformanceFrequency(&f);
-    return static_cast<double>(f.QuadPart);
-  }();
-  LARGE_INTEGER counter;
-  ::QueryPerformanceCounter(&counter);
-  return counter.QuadPart * 1000.0 / frequency;
-}
-
-LRESULT CALLBACK TargetProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
-  if (message == WM_ERASEBKGND) return 1;
-  if (message == WM_PAINT) {
-    PAINTSTRUCT paint;
-    ::BeginPaint(window, &paint);
-    ::EndPaint(window, &paint);
-    return 0;
-  }
-  return ::DefWindowProcW(window, message, wParam, lParam);
-}
+using test_windows::BlankPaintProc;
+using test_windows::NowMs;
 
 // Milliseconds of one repaint of the window, averaged over `count`.
 double RepaintMs(HWND window, int count) {
@@ -88,7 +70,7 @@ int main(int argc, char** argv) {
   const int height = ::GetSystemMetrics(SM_CYSCREEN);
 
   WNDCLASSW windowClass{};
-  windowClass.lpfnWndProc = TargetProc;
+  windowClass.lpfnWndProc = BlankPaintProc;
   windowClass.hInstance = ::GetModuleHandleW(nullptr);
   windowClass.lpszClassName = L"KelvoTarnelOverlayBenchTarget";
   ::RegisterClassW(&windowClass);
